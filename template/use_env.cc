@@ -1,0 +1,176 @@
+#include "template/use_env.h"
+
+#include <cstdint>
+#include <ostream>
+#include <vector>
+
+#include "servlet/debug_out.h"
+#include "servlet/hs_conn.h"
+#include "template/directive.h"
+#include "template/text_scan.h"
+#include "template/var_val.h"
+
+namespace {
+
+// One rendering. Text is always copied or skipped at the innermost nesting level; the levels around it
+// wait in `outer_`, each in the state of its block, until an elif, else or endif comes back to them.
+class Renderer {
+ public:
+  Renderer(std::map<std::string, std::string>& env, radius::Packet& radius, const char* start,
+           const char* end, std::ostream* out, bool esc)
+      : env_(env), radius_(radius), end_(end), out_(out), esc_(esc), run_(start),
+        ahead_(start, env) {
+    setLive(out != nullptr);
+  }
+
+  // Renders from the start; returns where that ended: the end, or the opener of a directive that closes no
+  // block.
+  const char* render();
+
+ private:
+  struct Directive {
+    SCmd kind = kCmdNone;
+    const std::string* name = nullptr;
+    const std::string* value = nullptr;
+    bool equal = false;
+  };
+
+  struct Level {
+    std::uint8_t state;
+    bool live;
+  };
+
+  // Reads the directive whose opener `*cursor` stands behind; false when the text is literal.
+  bool read(const char** cursor, Directive* directive);
+  bool isTrue(const Directive& directive);
+  void openBranch(std::uint32_t state, bool live);
+  // Takes an elif, else or endif back to the level around; false when there is none.
+  bool closeBranch(const Directive& directive);
+  void setLive(bool live);
+  // Writes the literal run up to `upTo`; the next one starts at `next`.
+  void flush(const char* upTo, const char* next);
+
+  std::map<std::string, std::string>& env_;
+  radius::Packet& radius_;
+  const char* const end_;
+  std::ostream* const out_;
+  const bool esc_;
+  const char* run_;    // start of the literal run that is still to be written
+  bool live_ = false;  // what the current level renders is written
+  LookAhead ahead_;
+  std::vector<Level> outer_;
+  // Kept from directive to directive for their storage alone.
+  std::vector<std::string> words_;
+  std::string text_;
+};
+
+const char* Renderer::render() {
+  const char* cursor = run_;
+  for (;;) {
+    const char* const special = findSpecial(cursor, end_);
+    if (end_ - special < 2) break;
+    const bool dollar = *special == '$';
+    if (*special == '\\' || (dollar && special[1] != '(')) {
+      cursor = special + 2;
+      continue;
+    }
+    cursor = special + (dollar ? 2 : 1);
+    if (cursor == end_) break;
+
+    Directive directive;
+    if (!read(&cursor, &directive)) {
+      cursor = special + 1;
+      continue;
+    }
+    flush(special, cursor);
+    switch (directive.kind) {
+      case kCmdNone:
+        if (live_) *out_ << text_;
+        break;
+      case kCmdIf:
+        openBranch(kIfTransitions[isTrue(directive) ? 1 : 0][kIfNone][kCmdIf - 1], live_);
+        break;
+      default:
+        if (!closeBranch(directive)) return special;
+    }
+  }
+  flush(end_, end_);
+  return end_;
+}
+
+bool Renderer::read(const char** cursor, Directive* directive) {
+  const char* behind = *cursor;
+  if (!readTokens(&behind, end_, &words_, &ahead_) ||
+      !parseTokens(words_, &directive->kind, &directive->name, &directive->value,
+                   &directive->equal)) {
+    return false;
+  }
+  // A reference to an unknown name is literal text; in a dropped branch nothing is looked up, and every
+  // reference goes.
+  if (directive->kind == kCmdNone && live_ &&
+      !getVarVal(env_, radius_, *directive->name, &text_, esc_)) {
+    return false;
+  }
+  *cursor = behind;
+  return true;
+}
+
+// Nothing is evaluated in a dropped branch; what counts as the truth there is of no consequence.
+bool Renderer::isTrue(const Directive& directive) {
+  if (!live_ || directive.name == nullptr) return directive.equal;
+  text_.clear();
+  getVarVal(env_, radius_, *directive.name, &text_, esc_);
+  if (directive.value == nullptr) return !text_.empty();
+  return (text_ == *directive.value) == directive.equal;
+}
+
+void Renderer::openBranch(std::uint32_t state, bool live) {
+  outer_.push_back({static_cast<std::uint8_t>(state), live});
+  setLive(live && state == kIfMatch);
+}
+
+bool Renderer::closeBranch(const Directive& directive) {
+  if (outer_.empty()) return false;
+  const Level level = outer_.back();
+  outer_.pop_back();
+  setLive(level.live && level.state != kIfWasmatch);
+  const std::uint32_t state =
+      kIfTransitions[isTrue(directive) ? 1 : 0][level.state][directive.kind - 1];
+  if (state == kIfNone) {
+    setLive(level.live);
+  } else {
+    openBranch(state, level.live);
+  }
+  return true;
+}
+
+void Renderer::setLive(bool live) {
+  live_ = live;
+  ahead_.setDropped(!live);
+}
+
+void Renderer::flush(const char* upTo, const char* next) {
+  if (live_ && run_ < upTo) out_->write(run_, upTo - run_);
+  run_ = next;
+}
+
+}  // namespace
+
+void HsConn::useEnv(const char* text, unsigned len, std::ostream& out, bool esc) {
+  const char* cursor = text;
+  const char* const end = text + len;
+  useEnvR(env, radius, &cursor, end, &out, esc);
+  if (cursor != end) {
+    DebugOut() << "  " << static_cast<unsigned>(end - cursor) << " bytes left!" << std::endl;
+  }
+}
+
+void useEnvR(std::map<std::string, std::string>& env, radius::Packet& radius, const char** cursor,
+             const char* end, std::ostream* out, bool esc) {
+  if (*cursor > end) {
+    DebugOut() << "BUG: *ptr > end" << std::endl;
+    *cursor = end;
+    return;
+  }
+  *cursor = Renderer(env, radius, *cursor, end, out, esc).render();
+}

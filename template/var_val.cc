@@ -1,0 +1,102 @@
+#include "template/var_val.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "template/escape.h"
+#include "template/format.h"
+
+namespace {
+
+constexpr std::string_view kEscSuffix = "-esc";
+constexpr std::string_view kRadiusPrefix = "radius";
+
+// Reads a number at `*at` and moves it behind; false when there is none.
+bool scanNumber(const char** at, unsigned* value) {
+  const char* end;
+  const unsigned number = parseNumber(*at, &end, 0);
+  if (end == *at) return false;
+  *value = number;
+  *at = end;
+  return true;
+}
+
+void escapeIf(bool esc, std::string* value) {
+  if (esc) *value = xmlEscapeString(*value);
+}
+
+}  // namespace
+
+bool getVarVal(std::map<std::string, std::string>& env, radius::Packet& radius,
+               const std::string& name, std::string* value, bool esc) {
+  const auto variable = env.find(name);
+  if (variable != env.end()) {
+    *value = esc ? xmlEscapeString(variable->second) : variable->second;
+    return true;
+  }
+  if (name.size() > kEscSuffix.size() && name.ends_with(kEscSuffix)) {
+    const std::string base(name, 0, name.size() - kEscSuffix.size());
+    const auto unescaped = env.find(base);
+    if (unescaped != env.end()) {
+      *value = doEscapeString(unescaped->second);
+      return true;
+    }
+    // A RADIUS value is not URL-escaped, unlike a page variable, on purpose.
+    if (!getRadiusVal(radius, base, value)) return false;
+  } else if (!getRadiusVal(radius, name, value)) {
+    return false;
+  }
+  escapeIf(esc, value);
+  return true;
+}
+
+std::size_t longestVarName(const std::map<std::string, std::string>& env) {
+  std::size_t longest = kRadiusPrefix.size();
+  for (const auto& [name, value] : env) longest = std::max(longest, name.size());
+  return longest + kEscSuffix.size();
+}
+
+bool getRadiusVal(radius::Packet& radius, const std::string& name, std::string* value) {
+  unsigned vendor = 0;
+  unsigned type = 0;
+  unsigned index = 0;
+  bool numeric = false;
+  if (!parseRadiusId(name, &vendor, &type, &numeric, &index)) return false;
+  if (vendor == 0 && type == 0) {
+    *value = radius.bytes.empty() ? "" : "true";
+    return true;
+  }
+  if (!numeric) return radius.get(vendor, type, value, index);
+  unsigned number = 0;
+  if (!radius.get(vendor, type, &number, index)) return false;
+  *value = num2str(number, "%u");
+  return true;
+}
+
+bool parseRadiusId(const std::string& name, unsigned* vendor, unsigned* type, bool* numeric,
+                   unsigned* index) {
+  if (!name.starts_with(kRadiusPrefix)) return false;
+  if (name.size() == kRadiusPrefix.size()) return true;
+  return parseRadiusNumbers(name.c_str(), vendor, type, numeric, index);
+}
+
+bool parseRadiusNumbers(const char* at, unsigned* vendor, unsigned* type, bool* numeric,
+                        unsigned* index) {
+  if (!scanNumber(&at, type)) return false;
+  if (*at == '-') {
+    ++at;
+    if (!scanNumber(&at, vendor)) return false;
+  }
+  if (*at == 'u') {
+    *numeric = true;
+    ++at;
+  }
+  if (index != nullptr && *at == '[') {
+    ++at;
+    const char* end;
+    *index = parseNumber(at, &end, 0);  // nothing reads as 0: "[]" is the first
+    if (*end != ']') return false;
+    at = end + 1;
+  }
+  return *at == '\0';
+}
