@@ -93,7 +93,7 @@ class message {
   Found find(std::uint32_t id) const;
   void put(std::uint32_t id, const void* value, std::size_t length);
 
-  std::string wire_;  // the fields, each already in its wire form
+  std::string wire_;  // the wire form as it stands
   bool overflowed_ = false;
 };
 

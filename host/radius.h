@@ -15,7 +15,8 @@ struct Packet {
   std::vector<unsigned char> bytes;
 
   // Appends one attribute; `vendor` 0 is a standard attribute. A value that does not fit (more than 253
-  // bytes, 247 for a vendor's), a type above 255 or type 0 adds nothing.
+  // bytes, 247 for a vendor's), a type above 255, type 0 and a standard type 26 add nothing (type 26
+  // only holds the vendors' attributes; it is no attribute of its own, here and in get()).
   void add(unsigned vendor, unsigned type, const char* data, unsigned length);
 
   // The value of the index-th occurrence (from 0) of an attribute. False, and `*value` untouched, when

@@ -1,0 +1,42 @@
+#include <string_view>
+
+#include "host/response.h"
+#include "platform/ascii.h"
+
+namespace {
+
+struct ContentType {
+  std::string_view extension;
+  const char* type;
+  bool rendered;
+};
+
+constexpr ContentType kContentTypes[] = {
+    {".html", "text/html", true},      {".htm", "text/html", true},
+    {".txt", "text/plain", true},      {".css", "text/css", false},
+    {".js", "text/javascript", false}, {".json", "application/json", false},
+    {".xml", "text/xml", false},       {".gif", "image/gif", false},
+    {".png", "image/png", false},      {".jpg", "image/jpeg", false},
+    {".jpeg", "image/jpeg", false},    {".svg", "image/svg+xml", false},
+    {".ico", "image/x-icon", false},   {".webp", "image/webp", false},
+    {".woff2", "font/woff2", false},   {".pdf", "application/pdf", false},
+};
+
+}  // namespace
+
+std::string getContentType(const std::string& name, bool* rendered) {
+  // What follows the last dot; a dot of a directory's name is none of the file's.
+  const std::string::size_type start = name.find_last_of("./");
+  if (start != std::string::npos) {
+    const std::string_view extension = std::string_view(name).substr(start);
+    for (const ContentType& entry : kContentTypes) {
+      if (ascii::equalIgnoringCase(extension, entry.extension)) {
+        if (entry.rendered) {
+          *rendered = true;
+        }
+        return entry.type;
+      }
+    }
+  }
+  return "application/octet-stream";
+}

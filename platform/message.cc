@@ -1,0 +1,249 @@
+// Fields of a message: inserting, finding, reading. The message is its own wire form at all times,
+// so that sending it costs nothing and reading a field is a walk over bytes that lie together.
+
+#include "host/message.h"
+
+#include <utility>
+
+#include "platform/message_layout.h"
+#include "platform/wire_bytes.h"
+
+namespace nv {
+
+namespace {
+
+using layout::kFieldHeaderBytes;
+using layout::kHeaderBytes;
+using layout::kMaxValueBytes;
+
+// Room for an ordinary request, so that a message grows once and not at every field.
+constexpr std::size_t kUsualBytes = 256;
+
+const unsigned char* bytesOf(const std::string& text) {
+  return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+unsigned char* bytesOf(std::string& text) { return reinterpret_cast<unsigned char*>(text.data()); }
+
+void stampLength(std::string& wire) {
+  wire::store32(bytesOf(wire), layout::headerWord(wire.size()));
+}
+
+// Makes `wire` the message without fields. Allocates nothing: it fits into the string object.
+void clear(std::string& wire) {
+  wire.assign(kHeaderBytes, '\0');
+  stampLength(wire);
+}
+
+}  // namespace
+
+// Where a field's value lies in wire_; `at` is npos when there is no such field.
+struct message::Found {
+  std::size_t at = std::string::npos;
+  std::size_t length = 0;
+
+  explicit operator bool() const { return at != std::string::npos; }
+};
+
+message::message() { clear(wire_); }
+
+message::message(const message& other) = default;
+
+message::message(message&& other) noexcept
+    : wire_(std::move(other.wire_)), overflowed_(other.overflowed_) {
+  clear(other.wire_);
+  other.overflowed_ = false;
+}
+
+message& message::operator=(const message& other) = default;
+
+message& message::operator=(message&& other) noexcept {
+  if (this != &other) {
+    wire_ = std::move(other.wire_);
+    overflowed_ = other.overflowed_;
+    clear(other.wire_);
+    other.overflowed_ = false;
+  }
+  return *this;
+}
+
+message::~message() = default;
+
+// Relies on wire_ being well-formed, which put(), erase() and decode() see to.
+message::Found message::find(std::uint32_t id) const {
+  unsigned char idBytes[4];
+  wire::store32(idBytes, id);
+  const std::uint32_t wanted = wire::loadAsIs(idBytes);
+  const unsigned char* const begin = bytesOf(wire_);
+  const unsigned char* const end = begin + wire_.size();
+  const unsigned char* field = begin + kHeaderBytes;
+  while (field != end) {
+    const std::size_t length = wire::load16(field + 4);
+    if (wire::loadAsIs(field) == wanted) {
+      return {static_cast<std::size_t>(field - begin) + kFieldHeaderBytes, length};
+    }
+    field += kFieldHeaderBytes + length;
+  }
+  return {};
+}
+
+// REQUIRES: the length is one that the type of `id` allows, or too long for any message.
+void message::put(std::uint32_t id, const void* value, std::size_t length) {
+  const char* const chars = static_cast<const char*>(value);
+  const Found old = find(id);
+  const std::size_t kept = old ? wire_.size() - old.length : wire_.size() + kFieldHeaderBytes;
+  if (length > kMaxValueBytes || kept + length > kMaxMessageBytes) {
+    overflowed_ = true;
+    return;
+  }
+  if (old) {
+    wire_.replace(old.at, old.length, chars, length);
+    wire::store16(bytesOf(wire_) + old.at - 2, static_cast<std::uint32_t>(length));
+  } else {
+    // The room is made first: running out of memory must not leave half a field behind.
+    const std::size_t needed = kept + length;
+    if (needed > wire_.capacity()) {
+      wire_.reserve(needed < kUsualBytes ? kUsualBytes : needed);
+    }
+    unsigned char header[kFieldHeaderBytes];
+    wire::store32(header, id);
+    wire::store16(header + 4, static_cast<std::uint32_t>(length));
+    wire_.append(reinterpret_cast<const char*>(header), sizeof header);
+    wire_.append(chars, length);
+  }
+  stampLength(wire_);
+}
+
+void message::insert_bool(std::uint32_t id, bool value) {
+  const unsigned char byte = value ? 1 : 0;
+  if (typeOf(id) == kBool) {
+    put(id, &byte, 1);
+  }
+}
+
+void message::insert_u32(std::uint32_t id, std::uint32_t value) {
+  unsigned char bytes[4];
+  wire::store32(bytes, value);
+  if (typeOf(id) == kU32) {
+    put(id, bytes, sizeof bytes);
+  }
+}
+
+void message::insert_be32(std::uint32_t id, std::uint32_t value) {
+  if (typeOf(id) == kU32) {
+    put(id, &value, sizeof value);
+  }
+}
+
+void message::insert_u64(std::uint32_t id, std::uint64_t value) {
+  unsigned char bytes[8];
+  wire::store64(bytes, value);
+  if (typeOf(id) == kU64) {
+    put(id, bytes, sizeof bytes);
+  }
+}
+
+void message::insert_string(std::uint32_t id, const std::string& value) {
+  if (typeOf(id) == kString) {
+    put(id, value.data(), value.size());
+  }
+}
+
+void message::insert_raw(std::uint32_t id, const std::vector<unsigned char>& value) {
+  if (typeOf(id) == kRaw) {
+    put(id, value.data(), value.size());
+  }
+}
+
+void message::insert_u32_array(std::uint32_t id, const std::vector<unsigned>& value) {
+  if (typeOf(id) != kU32Array) {
+    return;
+  }
+  if (value.size() > kMaxValueBytes / 4) {
+    overflowed_ = true;
+    return;
+  }
+  std::string bytes(value.size() * 4, '\0');
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    wire::store32(bytesOf(bytes) + i * 4, value[i]);
+  }
+  put(id, bytes.data(), bytes.size());
+}
+
+bool message::get_bool(std::uint32_t id, bool def) const {
+  const Found found = typeOf(id) == kBool ? find(id) : Found();
+  return found ? wire_[found.at] != 0 : def;
+}
+
+std::uint32_t message::get_u32(std::uint32_t id, std::uint32_t def) const {
+  const Found found = typeOf(id) == kU32 ? find(id) : Found();
+  return found ? wire::load32(bytesOf(wire_) + found.at) : def;
+}
+
+std::uint32_t message::get_be32(std::uint32_t id, std::uint32_t def) const {
+  const Found found = typeOf(id) == kU32 ? find(id) : Found();
+  return found ? wire::loadAsIs(bytesOf(wire_) + found.at) : def;
+}
+
+std::uint64_t message::get_u64(std::uint32_t id, std::uint64_t def) const {
+  const Found found = typeOf(id) == kU64 ? find(id) : Found();
+  return found ? wire::load64(bytesOf(wire_) + found.at) : def;
+}
+
+std::string message::get_string(std::uint32_t id, const std::string& def) const {
+  const Found found = typeOf(id) == kString ? find(id) : Found();
+  return found ? wire_.substr(found.at, found.length) : def;
+}
+
+std::vector<unsigned char> message::get_raw(std::uint32_t id,
+                                            const std::vector<unsigned char>& def) const {
+  const Found found = typeOf(id) == kRaw ? find(id) : Found();
+  if (!found) {
+    return def;
+  }
+  const unsigned char* const from = bytesOf(wire_) + found.at;
+  return std::vector<unsigned char>(from, from + found.length);
+}
+
+std::vector<unsigned> message::get_u32_array(std::uint32_t id,
+                                             const std::vector<unsigned>& def) const {
+  const Found found = typeOf(id) == kU32Array ? find(id) : Found();
+  if (!found) {
+    return def;
+  }
+  std::vector<unsigned> value(found.length / 4);
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    value[i] = wire::load32(bytesOf(wire_) + found.at + i * 4);
+  }
+  return value;
+}
+
+unsigned message::size_field(std::uint32_t id) const { return find(id) ? 1 : 0; }
+
+unsigned message::size_u32(std::uint32_t id) const {
+  return typeOf(id) == kU32 && find(id) ? 1 : 0;
+}
+
+void message::erase(std::uint32_t id) {
+  if (const Found found = find(id)) {
+    wire_.erase(found.at - kFieldHeaderBytes, kFieldHeaderBytes + found.length);
+    stampLength(wire_);
+  }
+}
+
+std::vector<std::uint32_t> message::ids() const {
+  std::vector<std::uint32_t> result;
+  const unsigned char* const begin = bytesOf(wire_);
+  std::size_t at = kHeaderBytes;
+  while (at != wire_.size()) {
+    result.push_back(wire::load32(begin + at));
+    at += kFieldHeaderBytes + wire::load16(begin + at + 4);
+  }
+  return result;
+}
+
+bool message::overflowed() const { return overflowed_; }
+
+const std::string& message::encode() const { return wire_; }
+
+}  // namespace nv

@@ -1,0 +1,50 @@
+// The layout of a message's wire form, shared by what writes it and what checks it.
+// docs/message-format.md is its description.
+
+#ifndef PLATFORM_MESSAGE_LAYOUT_H_
+#define PLATFORM_MESSAGE_LAYOUT_H_
+
+#include <cstddef>
+#include <cstdint>
+
+#include "host/message.h"
+
+namespace nv::layout {
+
+// A message opens with one word: the format's version in the top byte, the length of the whole
+// message, this word included, in the other three.
+constexpr std::size_t kHeaderBytes = 4;
+constexpr std::uint32_t kVersion = 1;
+
+// A field opens with its id (4 bytes) and its value's length (2 bytes).
+constexpr std::size_t kFieldHeaderBytes = 6;
+constexpr std::size_t kMaxValueBytes = kMaxMessageBytes - kHeaderBytes - kFieldHeaderBytes;
+static_assert(kMaxValueBytes <= 0xffff, "a value's length has to fit into 2 bytes");
+static_assert(kMaxMessageBytes <= 0xffffff, "a message's length has to fit into 3 bytes");
+
+constexpr std::uint32_t headerWord(std::size_t messageBytes) {
+  return kVersion << 24 | static_cast<std::uint32_t>(messageBytes);
+}
+
+// Whether a value of the type of `id` can have that length. False for an id of no known type.
+constexpr bool lengthFits(std::uint32_t id, std::size_t length) {
+  switch (typeOf(id)) {
+    case kBool:
+      return length == 1;
+    case kU32:
+      return length == 4;
+    case kU64:
+      return length == 8;
+    case kString:
+    case kRaw:
+      return length <= kMaxValueBytes;
+    case kU32Array:
+      return length <= kMaxValueBytes && length % 4 == 0;
+    default:
+      return false;
+  }
+}
+
+}  // namespace nv::layout
+
+#endif  // PLATFORM_MESSAGE_LAYOUT_H_
