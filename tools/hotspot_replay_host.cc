@@ -49,8 +49,8 @@ ScriptedRequest::ScriptedRequest(const RequestSpec& spec) : spec_(spec) {
   std::copy(std::begin(spec.origDst), std::end(spec.origDst), std::begin(origDst));
   socket = open(kSocketStandIn, O_RDWR | O_CLOEXEC);
   if (socket < 0) {
-    throw std::runtime_error(std::string(kSocketStandIn) + " cannot be opened: " +
-                             std::strerror(errno));
+    throw std::runtime_error(std::string(kSocketStandIn) +
+                             " cannot be opened: " + std::strerror(errno));
   }
 }
 

@@ -81,7 +81,8 @@ bool isPlainWord(std::string_view key) {
 
 std::string Path::str() const {
   std::vector<const Path*> links;
-  for (const Path* link = this; link->parent_ != nullptr; link = link->parent_) links.push_back(link);
+  for (const Path* link = this; link->parent_ != nullptr; link = link->parent_)
+    links.push_back(link);
   if (links.empty()) return "scenario";
   std::string text;
   for (auto link = links.rbegin(); link != links.rend(); ++link) {
@@ -122,7 +123,8 @@ bool readBool(const Json& value, const Path& path) {
 std::uint64_t readU64(const Json& value, const Path& path) {
   if (!value.is_number_integer()) path.fail("must be a whole number below 2^64");
   // The parser reads what has a minus sign as signed and all else as unsigned.
-  if (!value.is_number_unsigned() && value.get<std::int64_t>() < 0) path.fail("must not be negative");
+  if (!value.is_number_unsigned() && value.get<std::int64_t>() < 0)
+    path.fail("must not be negative");
   return value.get<std::uint64_t>();
 }
 

@@ -21,8 +21,8 @@ class Invalid : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Where a value stands in the scenario, as a chain of links on the stack: the text is put together only
-// when something is wrong there. A link must not outlive its parent or its key.
+// Where a value stands in the scenario, as a chain of links on the stack: the text is put together
+// only when something is wrong there. A link must not outlive its parent or its key.
 class Path {
  public:
   Path() = default;
@@ -30,8 +30,8 @@ class Path {
   Path member(std::string_view key) const { return Path(this, key, 0); }
   Path element(std::size_t index) const { return Path(this, {}, index); }
 
-  // "request.headers[2][0]"; a key that is no plain word in the form pages["a/b"]. "scenario" for the
-  // whole.
+  // "request.headers[2][0]"; a key that is no plain word in the form pages["a/b"]. "scenario" for
+  // the whole.
   std::string str() const;
 
   [[noreturn]] void fail(std::string_view why) const;
@@ -45,8 +45,9 @@ class Path {
   std::size_t index_ = 0;
 };
 
-// One line of input. Throws Invalid when it is not JSON. A key that stands twice in one object is no
-// error of JSON's: the first such key's path goes into `*duplicate`, which stays empty otherwise.
+// One line of input. Throws Invalid when it is not JSON. A key that stands twice in one object is
+// no error of JSON's: the first such key's path goes into `*duplicate`, which stays empty
+// otherwise.
 Json parseLine(const std::string& line, std::string* duplicate);
 
 // The value, or Invalid when it is of another type or out of range. Numbers are whole and exact.

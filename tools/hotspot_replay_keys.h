@@ -17,8 +17,8 @@ struct Key {
   void (*read)(const Json& value, const Path& path, Target* target);
 };
 
-// Hands each member of `json` to its key's reader. Throws Invalid for a value that is no object and for
-// a key that the table does not know.
+// Hands each member of `json` to its key's reader. Throws Invalid for a value that is no object and
+// for a key that the table does not know.
 template <typename Target, std::size_t kSize>
 void readKeys(const Json& json, const Path& path, const Key<Target> (&keys)[kSize],
               Target* target) {

@@ -8,26 +8,29 @@
 namespace replay {
 namespace {
 
-// Parameter lists in mangled names, for the string type of this program's own C++ library.
+// What follows the name in a mangled name, for the string type of this program's own C++ library. A
+// function whose parameters do not show that type carries it as a tag.
 #define HOTSPOT_REPLAY_STRING "NSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE"
+#define HOTSPOT_REPLAY_TAG "B5cxx11"
 
 constexpr Formatter kFormatters[] = {
     {"bin2oct", HOTSPOT_REPLAY_STRING, Formatter::kText},
-    {"num2str", "jPKc", Formatter::kU32AndFormat},
-    {"ull2str", "y", Formatter::kU64},
+    {"num2str", HOTSPOT_REPLAY_TAG "jPKc", Formatter::kU32AndFormat},
+    {"ull2str", HOTSPOT_REPLAY_TAG "y", Formatter::kU64},
     {"fixString", HOTSPOT_REPLAY_STRING, Formatter::kText},
     {"doEscapeString", "RK" HOTSPOT_REPLAY_STRING, Formatter::kTextReference},
     {"xmlEscapeString", "RK" HOTSPOT_REPLAY_STRING, Formatter::kTextReference},
-    {"getTimeStr", "j", Formatter::kU32},
-    {"getDateTimeStr", "j", Formatter::kU32},
-    {"getNiceBytes", "y", Formatter::kU64},
+    {"getTimeStr", HOTSPOT_REPLAY_TAG "j", Formatter::kU32},
+    {"getDateTimeStr", HOTSPOT_REPLAY_TAG "j", Formatter::kU32},
+    {"getNiceBytes", HOTSPOT_REPLAY_TAG "y", Formatter::kU64},
 };
 
+#undef HOTSPOT_REPLAY_TAG
 #undef HOTSPOT_REPLAY_STRING
 
 std::string mangledName(const Formatter& formatter) {
   return "_Z" + std::to_string(formatter.name.size()) + std::string(formatter.name) +
-         std::string(formatter.parameters);
+         std::string(formatter.signature);
 }
 
 void* findSymbol(void* library, const std::string& name) {

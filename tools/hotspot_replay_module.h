@@ -17,7 +17,7 @@ namespace replay {
 struct Formatter {
   enum Argument { kText, kTextReference, kU32, kU64, kU32AndFormat };
   std::string_view name;
-  std::string_view parameters;  // in the mangled name, after the name
+  std::string_view signature;  // what follows the name in the mangled name
   Argument argument;
 };
 
@@ -26,8 +26,8 @@ const Formatter* findFormatter(std::string_view name);
 
 class Module {
  public:
-  // Loads the module and has it make its servlet. Throws std::runtime_error with one clear line when
-  // that fails or an export is missing. One module a process.
+  // Loads the module and has it make its servlet. Throws std::runtime_error with one clear line
+  // when that fails or an export is missing. One module a process.
   explicit Module(const std::string& path);
   Module(const Module&) = delete;
   Module& operator=(const Module&) = delete;
@@ -49,8 +49,8 @@ class Module {
   Servlet* servlet_ = nullptr;
 };
 
-// The module that belongs to this program: beside it, in ../lib (a build tree) or in ../lib/hotspot (an
-// installation). The first of these names when there is none.
+// The module that belongs to this program: beside it, in ../lib (a build tree) or in ../lib/hotspot
+// (an installation). The first of these names when there is none.
 std::string defaultModulePath();
 
 }  // namespace replay

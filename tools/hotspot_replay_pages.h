@@ -14,7 +14,8 @@ namespace replay {
 class PageDir {
  public:
   // Writes the scenario's pages. Throws Invalid for a page that cannot be written (two names that
-  // exclude each other, a name too long) and std::runtime_error when there can be no directory at all.
+  // exclude each other, a name too long) and std::runtime_error when there can be no directory at
+  // all.
   explicit PageDir(const Scenario& scenario);
   PageDir(const PageDir&) = delete;
   PageDir& operator=(const PageDir&) = delete;

@@ -21,8 +21,8 @@ std::string hexBytes(const std::vector<unsigned char>& bytes) {
   return text;
 }
 
-// Runs a call of the module. The module is not to throw; when it does, that is what its author wants to
-// read of this scenario.
+// Runs a call of the module. The module is not to throw; when it does, that is what its author
+// wants to read of this scenario.
 template <typename Call>
 auto callModule(Call call) {
   try {

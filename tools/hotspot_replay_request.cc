@@ -91,8 +91,10 @@ constexpr RequestKey kRequestKeys[] = {
                      RequestSpec* request) { request->connFlags = readU32(value, path); }},
     {"origDst", [](const Json& value, const Path& path,
                    RequestSpec* request) { parseWordPair(value, path, &request->origDst); }},
-    {"initOrigDst", [](const Json& value, const Path& path,
-                       RequestSpec* request) { parseWordPair(value, path, &request->initOrigDst); }},
+    {"initOrigDst",
+     [](const Json& value, const Path& path, RequestSpec* request) {
+       parseWordPair(value, path, &request->initOrigDst);
+     }},
 };
 
 }  // namespace

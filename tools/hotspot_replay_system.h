@@ -1,6 +1,6 @@
-// What the module sees of the machine: its uptime, its host name, its debug stream. The program defines
-// nv::getUptime and gethostname itself and exports them; the dynamic linker resolves the module's
-// references to the program first, before the platform's library and the C library.
+// What the module sees of the machine: its uptime, its host name, its debug stream. The program
+// defines nv::getUptime and gethostname itself and exports them; the dynamic linker resolves the
+// module's references to the program first, before the platform's library and the C library.
 
 #ifndef TOOLS_HOTSPOT_REPLAY_SYSTEM_H_
 #define TOOLS_HOTSPOT_REPLAY_SYSTEM_H_
@@ -12,8 +12,8 @@
 
 namespace replay {
 
-// Sets the machine up for one scenario. What the module then writes to the debug stream is collected.
-// One at a time: the machine is one for the whole process.
+// Sets the machine up for one scenario. What the module then writes to the debug stream is
+// collected. One at a time: the machine is one for the whole process.
 class ScenarioSystem {
  public:
   explicit ScenarioSystem(const Scenario& scenario);
