@@ -1,4 +1,5 @@
-// Advertisements, the after-login page on request, the client lookup, and requests that name no page.
+// Advertisements, the after-login page on request, the client lookup, and requests that name no
+// page.
 
 #include "commands/fields.h"
 #include "servlet/hs_conn.h"

@@ -1,5 +1,5 @@
-// The login page, and the two outcomes that other handlers share: the page after a login and the redirect
-// to the login page.
+// The login page, and the two outcomes that other handlers share: the page after a login and the
+// redirect to the login page.
 
 #include <sys/stat.h>
 
@@ -18,8 +18,7 @@ constexpr unsigned kWisprRedirectionUrl = 4;
 }  // namespace
 
 std::uint32_t HsConn::login(const std::string& user, const std::string& password,
-                            const std::string& domain, std::uint32_t cookieId,
-                            nv::message* reply) {
+                            const std::string& domain, std::uint32_t cookieId, nv::message* reply) {
   nv::message msg;
   msg.insert_string(kFieldUser, user);
   msg.insert_string(kFieldPassword, password);
@@ -31,8 +30,8 @@ std::uint32_t HsConn::login(const std::string& user, const std::string& password
   return doHsCmd(msg, kCmdLogin, "login", reply, kLoginTimeoutMs);
 }
 
-// The command is sent on every visit, also without a user name: the client may be known by its address or
-// its cookie.
+// The command is sent on every visit, also without a user name: the client may be known by its
+// address or its cookie.
 void HsConn::processLogin() {
   std::string user;
   if (!getEnvParam(params, "username", &user)) getEnvParam(params, "user", &user);

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
-// An IPv4 address as it lies in memory on the wire: the word's bytes are the four numbers from left to
-// right on every machine (`s_addr` of <netinet/in.h>).
+// An IPv4 address as it lies in memory on the wire: the word's bytes are the four numbers from left
+// to right on every machine (`s_addr` of <netinet/in.h>).
 struct IPAddr {
   std::uint32_t addr = 0;
 

@@ -16,9 +16,9 @@ class Context {
  public:
   virtual ~Context();
 
-  // Delivers `request` to the process that its field 0x88ff0001 addresses and blocks until the reply
-  // arrives or `timeoutMs` milliseconds have passed. Always returns a message: a failed exchange is an
-  // error reply (nv::isError).
+  // Delivers `request` to the process that its field 0x88ff0001 addresses and blocks until the
+  // reply arrives or `timeoutMs` milliseconds have passed. Always returns a message: a failed
+  // exchange is an error reply (nv::isError).
   virtual nv::message sendRequest(nv::message& request, unsigned timeoutMs) = 0;
 };
 

@@ -1,6 +1,6 @@
 // The host's debug stream. The module writes every diagnostic line here, piece by piece, each piece
-// under its own hold of the mutex; while either flag is zero nothing is written and the mutex is not
-// taken. See pthread_mutex_lock(3).
+// under its own hold of the mutex; while either flag is zero nothing is written and the mutex is
+// not taken. See pthread_mutex_lock(3).
 
 #ifndef HOST_DEBUG_H_
 #define HOST_DEBUG_H_

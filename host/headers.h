@@ -17,8 +17,9 @@ class Headers {
   // first); false otherwise, with `*value` untouched.
   bool getHeader(const std::string& name, std::string* value) const;
 
-  // Adds a field. With `replace` the fields of that name that are there already go first. Values are
-  // kept as given: whoever writes the list to a connection must let no CR, LF or NUL byte of it pass.
+  // Adds a field. With `replace` the fields of that name that are there already go first. Values
+  // are kept as given: whoever writes the list to a connection must let no CR, LF or NUL byte of it
+  // pass.
   void addHeader(const std::string& name, const std::string& value, bool replace);
   // The same with the number in decimal.
   void addHeader(const std::string& name, int value, bool replace);

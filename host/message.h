@@ -1,7 +1,7 @@
 // The platform's typed message: what the web server and the hotspot manager say to each other. A
-// message is a list of fields in order of insertion, each with a 32-bit id whose top byte is the type
-// of its value: 0x00 bool, 0x08 unsigned 32-bit, 0x10 unsigned 64-bit, 0x20 string, 0x30 raw bytes,
-// 0x88 array of unsigned 32-bit. docs/message-format.md has the wire form.
+// message is a list of fields in order of insertion, each with a 32-bit id whose top byte is the
+// type of its value: 0x00 bool, 0x08 unsigned 32-bit, 0x10 unsigned 64-bit, 0x20 string, 0x30 raw
+// bytes, 0x88 array of unsigned 32-bit. docs/message-format.md has the wire form.
 
 #ifndef HOST_MESSAGE_H_
 #define HOST_MESSAGE_H_
@@ -39,7 +39,8 @@ constexpr std::uint32_t kErrorText = 0x20ff0101;
 //   REQUIRES: the id's top byte is that of the operation's type; another id is ignored.
 //   A field that would take the message over kMaxMessageBytes is left out and the message is
 //   `overflowed()` from then on; senders refuse such a message.
-// get_*: the field's value, or `def` when the message has no such field or its id is of another type.
+// get_*: the field's value, or `def` when the message has no such field or its id is of another
+// type.
 class message {
  public:
   message();
@@ -51,8 +52,8 @@ class message {
 
   void insert_bool(std::uint32_t id, bool value);
   void insert_u32(std::uint32_t id, std::uint32_t value);
-  // An IPv4 address: `value` is a word in network byte order; the same field read with get_u32 is the
-  // number 0x0a053202 for 10.5.50.2 on every machine.
+  // An IPv4 address: `value` is a word in network byte order; the same field read with get_u32 is
+  // the number 0x0a053202 for 10.5.50.2 on every machine.
   void insert_be32(std::uint32_t id, std::uint32_t value);
   void insert_u64(std::uint32_t id, std::uint64_t value);
   void insert_string(std::uint32_t id, const std::string& value);
@@ -83,9 +84,9 @@ class message {
   // The wire form. Valid until the message changes.
   const std::string& encode() const;
 
-  // Replaces the content by that of a wire form. False, and the message is then empty, when the bytes
-  // are no complete well-formed message (too long, cut short, unknown type, a length that does not
-  // fit its type, an id twice). Any bytes; trusts none of them.
+  // Replaces the content by that of a wire form. False, and the message is then empty, when the
+  // bytes are no complete well-formed message (too long, cut short, unknown type, a length that
+  // does not fit its type, an id twice). Any bytes; trusts none of them.
   bool decode(const void* data, std::size_t length);
 
  private:
@@ -97,8 +98,8 @@ class message {
   bool overflowed_ = false;
 };
 
-// True when `msg` is an error reply; then `*code` and `*text` (each may be null) receive its code and
-// its text, which may be empty.
+// True when `msg` is an error reply; then `*code` and `*text` (each may be null) receive its code
+// and its text, which may be empty.
 bool isError(const message& msg, unsigned* code, std::string* text);
 
 // The text of an error reply; "error 0x" and the code in lower-case hexadecimal when it has none.

@@ -8,16 +8,17 @@
 
 #include "host/headers.h"
 
-// Call order: headers and status may be set at any time before the servlet's call returns, also after
-// the body was written to the buffered output. All operations run on the servlet's thread.
+// Call order: headers and status may be set at any time before the servlet's call returns, also
+// after the body was written to the buffered output. All operations run on the servlet's thread.
 class Response {
  public:
   virtual ~Response();
 
   Headers headers;
 
-  // The two connection-reuse flags: what the host tells the client about the connection, and whether
-  // the host itself reads another request from it. A servlet only ever clears them, both together.
+  // The two connection-reuse flags: what the host tells the client about the connection, and
+  // whether the host itself reads another request from it. A servlet only ever clears them, both
+  // together.
   bool keepAlive = true;
   bool reusable = true;
 
@@ -35,8 +36,8 @@ class Response {
   virtual std::ostream* getOutput() = 0;
 };
 
-// Content type of a file by the extension of its name, letter case ignored; sets `*rendered` (which the
-// caller cleared) for the types whose files may be rendered as templates. Never fails.
+// Content type of a file by the extension of its name, letter case ignored; sets `*rendered` (which
+// the caller cleared) for the types whose files may be rendered as templates. Never fails.
 std::string getContentType(const std::string& name, bool* rendered);
 
 #endif  // HOST_RESPONSE_H_

@@ -1,5 +1,5 @@
-// What a web server calls in a plug-in module. The order of the virtual operations is the interface:
-// the web server calls through it.
+// What a web server calls in a plug-in module. The order of the virtual operations is the
+// interface: the web server calls through it.
 
 #ifndef HOST_SERVLET_H_
 #define HOST_SERVLET_H_
@@ -36,8 +36,8 @@ class Servlet {
   virtual void doGet(Context& ctx, const Request& req, Response& resp);
   virtual void doHead(Context& ctx, const Request& req, Response& resp);
   virtual void doPost(Context& ctx, const Request& req, Response& resp);
-  // The entry for every request, on any of the host's threads, several at once. The base chooses one
-  // of the three above by Request::method.
+  // The entry for every request, on any of the host's threads, several at once. The base chooses
+  // one of the three above by Request::method.
   virtual void doMethod(Context& ctx, const Request& req, Response& resp);
 
   // Configuration of the mount, before the first request, and messages that nobody asked for. The
@@ -49,8 +49,8 @@ class Servlet {
   std::string path_;
 };
 
-// Exported by a module under its plain name: the module's one servlet, made at the first call. Called
-// once, before any request. The host deletes the servlet through its virtual destructor.
+// Exported by a module under its plain name: the module's one servlet, made at the first call.
+// Called once, before any request. The host deletes the servlet through its virtual destructor.
 extern "C" Servlet* createServlet();
 
 #endif  // HOST_SERVLET_H_

@@ -11,13 +11,13 @@ class Request;
 // Name of the cookie whose value is the number that the hotspot manager hands out.
 constexpr char kLoginCookie[] = "loginID";
 
-// The decoded value of cookie `name` in a "cookie" header; empty when it is there without a value, `def`
-// when it is not there. The name is compared exactly. Any header text.
+// The decoded value of cookie `name` in a "cookie" header; empty when it is there without a value,
+// `def` when it is not there. The name is compared exactly. Any header text.
 std::string getCookie(const std::string& header, const std::string& name, std::string def);
 
-// The value of a "Set-Cookie" header: the value URL-escaped, an expiry date `maxAge` seconds from now
-// unless that is 0, a path unless that is empty, nothing else.
-// Example: "loginID=42; expires=Mon, 16-Nov-2026 09:00:00 GMT; path=/login".
+// The value of a "Set-Cookie" header: the value URL-escaped, an expiry date `maxAge` seconds from
+// now unless that is 0, a path unless that is empty, nothing else. Example: "loginID=42;
+// expires=Mon, 16-Nov-2026 09:00:00 GMT; path=/login".
 std::string createCookie(std::string name, const std::string& value, unsigned int maxAge,
                          const std::string& path);
 

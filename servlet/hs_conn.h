@@ -1,6 +1,6 @@
-// The connection object: everything that one request needs, from the first byte of parsing to the last
-// byte of the page. Every page handler and every builder of page variables is an operation of HsConn or
-// a free function that takes the parts it needs.
+// The connection object: everything that one request needs, from the first byte of parsing to the
+// last byte of the page. Every page handler and every builder of page variables is an operation of
+// HsConn or a free function that takes the parts it needs.
 
 #ifndef SERVLET_HS_CONN_H_
 #define SERVLET_HS_CONN_H_
@@ -19,8 +19,8 @@
 // references belong to the host and outlive it.
 //
 // Functions of the "bool, output argument" form leave the output untouched when they return false.
-// Functions that send a command return the manager's error code, 0 for success; whatever they return,
-// `env` and the fields that a reply sets have been refreshed from the reply.
+// Functions that send a command return the manager's error code, 0 for success; whatever they
+// return, `env` and the fields that a reply sets have been refreshed from the reply.
 struct HsConn {
   using StringMap = std::map<std::string, std::string>;
 
@@ -34,23 +34,23 @@ struct HsConn {
   bool isAgent = false;          // the client is the hotspot's agent program
   std::uint32_t cfgFlags = 0;    // option bits from the manager
   std::string htmlDir{};         // directory of the page files, ends with '/'
-  std::string targetDir{};       // sub-directory of htmlDir for this request: empty or ends with '/'
+  std::string targetDir{};  // sub-directory of htmlDir for this request: empty or ends with '/'
   bool loggedIn = false;
 
   // --- servlet/: dispatch, validation, parameters
 
-  // Answers the request: an intercepted one (`isLocal` false) through processUnknown, a local one by
-  // its page name. All output goes to `resp`.
+  // Answers the request: an intercepted one (`isLocal` false) through processUnknown, a local one
+  // by its page name. All output goes to `resp`.
   void serve(bool isLocal);
 
-  // True when the request may be served; false after an error response has been sent (503 for a protocol
-  // or method that the hotspot does not serve, 400 for a body that cannot be read). Reads the body of a
-  // POST, at most kMaxPostBytes, into `params`.
+  // True when the request may be served; false after an error response has been sent (503 for a
+  // protocol or method that the hotspot does not serve, 400 for a body that cannot be read). Reads
+  // the body of a POST, at most kMaxPostBytes, into `params`.
   bool validateLocalRequest();
   static constexpr unsigned kMaxPostBytes = 1024;
 
-  // Adds the parameters of a query string or form body to `params`; a later value replaces an earlier
-  // one. Malformed text is never an error.
+  // Adds the parameters of a query string or form body to `params`; a later value replaces an
+  // earlier one. Malformed text is never an error.
   void setQueryParams(const std::string& text);
 
   // --- vars/: lookups and page variables
@@ -61,32 +61,32 @@ struct HsConn {
   // True when `map` has `key`; its value is then copied to `*value`, which may be null.
   static bool getEnvParam(const StringMap& map, const std::string& key, std::string* value);
 
-  // True when `map` has `key` and its whole value is a decimal number as strtoul(3) reads it with 32-bit
-  // results (an empty value is 0); it is then stored in `*value`, which may be null.
+  // True when `map` has `key` and its whole value is a decimal number as strtoul(3) reads it with
+  // 32-bit results (an empty value is 0); it is then stored in `*value`, which may be null.
   static bool getEnvParam(const StringMap& map, const std::string& key, std::uint32_t* value);
 
-  // "true" or "false": whether the pages open a status window, from the parameters "popup" and, when that
-  // is absent, "popup-default".
+  // "true" or "false": whether the pages open a status window, from the parameters "popup" and,
+  // when that is absent, "popup-default".
   std::string getPopup() const;
 
-  // Rebuilds the page variables and the fields above from a reply to the command called `name` (a label
-  // for the debug line), and returns the reply's error code, 0 when it is no error. Drops the client's
-  // connection on kErrDropClient. A field that the reply lacks is never an error.
+  // Rebuilds the page variables and the fields above from a reply to the command called `name` (a
+  // label for the debug line), and returns the reply's error code, 0 when it is no error. Drops the
+  // client's connection on kErrDropClient. A field that the reply lacks is never an error.
   std::uint32_t initCfg(const char* name, const nv::message& reply);
 
-  // Variables that say who serves the page; returns the host text of every link: the DNS name that the
-  // reply gives, else the server's address.
+  // Variables that say who serves the page; returns the host text of every link: the DNS name that
+  // the reply gives, else the server's address.
   std::string initServerName(const nv::message& reply);
 
   // --- template/: pages
 
-  // Renders template text to `out`, with `env` and `radius`; `esc` asks for XML escaping of values. Text
-  // behind an elif, else or endif without a block is not sent; a debug line tells its length.
+  // Renders template text to `out`, with `env` and `radius`; `esc` asks for XML escaping of values.
+  // Text behind an elif, else or endif without a block is not sent; a debug line tells its length.
   void useEnv(const char* text, unsigned len, std::ostream& out, bool esc);
 
-  // Sends a file of the page directory (`name`, then `bkname` unless empty, each in the target directory
-  // first): a template rendered, any other file as it is. Answers 404 when there is none that can be
-  // read, or when `name` holds "..".
+  // Sends a file of the page directory (`name`, then `bkname` unless empty, each in the target
+  // directory first): a template rendered, any other file as it is. Answers 404 when there is none
+  // that can be read, or when `name` holds "..".
   void showFile(const std::string& name, std::string bkname);
 
   // Sends the page `page` + ".html", else `bkpage` + ".html" (unless `bkpage` is empty), not to be
@@ -96,8 +96,8 @@ struct HsConn {
 
   // --- commands/: the exchange with the manager and the page handlers
 
-  // Adds the fields that every command carries, sends `msg`, waits at most `timeoutMs` milliseconds and
-  // runs initCfg on the reply, which is also copied to `*reply` unless that is null.
+  // Adds the fields that every command carries, sends `msg`, waits at most `timeoutMs` milliseconds
+  // and runs initCfg on the reply, which is also copied to `*reply` unless that is null.
   std::uint32_t doHsCmd(nv::message& msg, std::uint32_t cmd, const char* name, nv::message* reply,
                         unsigned timeoutMs);
   // Adds the original destination of a redirected connection.

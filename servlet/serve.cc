@@ -15,9 +15,9 @@ struct PageRow {
   void (HsConn::*handler)();
 };
 
-// Only "set" of its row can ever match: the row is chosen by the NUL behind a name of three characters,
-// and "set.html" has '.' there. So the settings handler answers to the bare name alone; set.html is an
-// ordinary file.
+// Only "set" of its row can ever match: the row is chosen by the NUL behind a name of three
+// characters, and "set.html" has '.' there. So the settings handler answers to the bare name alone;
+// set.html is an ordinary file.
 constexpr PageRow kPages[] = {
     {'i', {"login", "login.html", "login.cgi"}, &HsConn::processLogin},
     {'o', {"logout", "logout.html", "logout.cgi"}, &HsConn::processLogout},

@@ -9,8 +9,8 @@
 const char* const cmdStr[5] = {"none", "if", "elif", "else", "endif"};
 const char* const ifStr[5] = {"none", "nomatch", "match", "wasmatch", "return"};
 
-// The "if" column of the three inner states is never reached: a level in one of them only ever reads the
-// directive that closed its nested body.
+// The "if" column of the three inner states is never reached: a level in one of them only ever
+// reads the directive that closed its nested body.
 const std::uint32_t kIfTransitions[2][4][4] = {
     // condition false: if, elif, else, endif
     {{kIfNomatch, kIfReturn, kIfReturn, kIfReturn},

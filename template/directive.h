@@ -1,8 +1,8 @@
 // The directives of the template language.
 //
-// A directive opens with "$(" or "%" and closes with the first ")" or "%" behind that; either closer ends
-// either opener. The text between is split into words at blanks and tabs alone: there is no quoting, a
-// blank always splits and a closer always closes.
+// A directive opens with "$(" or "%" and closes with the first ")" or "%" behind that; either
+// closer ends either opener. The text between is split into words at blanks and tabs alone: there
+// is no quoting, a blank always splits and a closer always closes.
 //
 //   NAME                      variable reference       "$(username)"  "%username%"
 //   if NAME [OP VALUE]        block; OP: == = != <>    "$(if trial == 'yes')"
@@ -39,28 +39,30 @@ extern const char* const cmdStr[5];
 extern const char* const ifStr[5];
 }
 
-// Next state, by the condition's truth, the current state (0 to 3) and the directive's kind less one.
+// Next state, by the condition's truth, the current state (0 to 3) and the directive's kind less
+// one.
 extern const std::uint32_t kIfTransitions[2][4][4];
 
-// What has been seen of the text ahead of the cursor. One for a rendering; it keeps hostile text (openers
-// by the million in front of a far closer, or of none) linear: no stretch is searched twice, and a word that
-// can be no variable's name is not copied.
+// What has been seen of the text ahead of the cursor. One for a rendering; it keeps hostile text
+// (openers by the million in front of a far closer, or of none) linear: no stretch is searched
+// twice, and a word that can be no variable's name is not copied.
 class LookAhead {
  public:
   // `start` is where the rendering starts; both outlive the object.
   LookAhead(const char* start, const std::map<std::string, std::string>& env)
       : closer_(start), wordEnd_(start), nextWord_(start), env_(env) {}
 
-  // First closer at or behind `at`, or `end`. Positions never go back behind an earlier answer's search,
-  // but for the rest of the directive that did not come about.
+  // First closer at or behind `at`, or `end`. Positions never go back behind an earlier answer's
+  // search, but for the rest of the directive that did not come about.
   const char* closer(const char* at, const char* end);
 
-  // End of the word at `at` (a blank, a tab or the closer), and the start of the next one (or the closer).
+  // End of the word at `at` (a blank, a tab or the closer), and the start of the next one (or the
+  // closer).
   const char* wordEnd(const char* at, const char* closer);
   const char* nextWord() const { return nextWord_; }
 
-  // Whether a single word of this length can be a reference: one that is sent has to be a variable's name,
-  // in a dropped branch every word counts as one.
+  // Whether a single word of this length can be a reference: one that is sent has to be a
+  // variable's name, in a dropped branch every word counts as one.
   bool mayBeReference(std::size_t length);
   void setDropped(bool dropped) { dropped_ = dropped; }
 
@@ -73,19 +75,20 @@ class LookAhead {
   bool dropped_ = false;
 };
 
-// Splits a directive into words. `*cursor` stands behind the opener; on success it is moved behind the
-// closer. Elements of `*words` are reused. False, with `*cursor` untouched and `*words` unspecified, when
-// there is no closer before `end`, and also as soon as the text can be no directive whatever follows: a first
-// word other than "if" and "elif" is followed by another, there are more than four, or a single word is
-// too long for a reference.
+// Splits a directive into words. `*cursor` stands behind the opener; on success it is moved behind
+// the closer. Elements of `*words` are reused. False, with `*cursor` untouched and `*words`
+// unspecified, when there is no closer before `end`, and also as soon as the text can be no
+// directive whatever follows: a first word other than "if" and "elif" is followed by another, there
+// are more than four, or a single word is too long for a reference.
 bool readTokens(const char** cursor, const char* end, std::vector<std::string>* words,
                 LookAhead* ahead);
 
-// Classifies the words: false when they form no directive. On success `*kind` is set; `*name` points to
-// the word that names the variable (untouched for else and endif), `*value` to the comparison value, whose
-// enclosing quotes have been taken off (untouched when there is none); `*equal` is true for "==" and "=",
-// false for "!=" and "<>" (untouched when there is no comparison). The caller sets all four to none, null,
-// null and false beforehand. The pointers are valid as long as `words` is.
+// Classifies the words: false when they form no directive. On success `*kind` is set; `*name`
+// points to the word that names the variable (untouched for else and endif), `*value` to the
+// comparison value, whose enclosing quotes have been taken off (untouched when there is none);
+// `*equal` is true for "==" and "=", false for "!=" and "<>" (untouched when there is no
+// comparison). The caller sets all four to none, null, null and false beforehand. The pointers are
+// valid as long as `words` is.
 bool parseTokens(std::vector<std::string>& words, SCmd* kind, const std::string** name,
                  const std::string** value, bool* equal);
 

@@ -18,8 +18,8 @@ constexpr bool isSought(char c) {
   return ((c == kSought) || ...);
 }
 
-// First byte of [from, end) that is one of kSought: the start byte by byte, since it is often there at
-// once, then four words at a step.
+// First byte of [from, end) that is one of kSought: the start byte by byte, since it is often there
+// at once, then four words at a step.
 template <char... kSought>
 const char* findFirst(const char* from, const char* end) {
   constexpr std::size_t kStep = 4 * sizeof(Word);

@@ -12,19 +12,25 @@
 
 namespace {
 
-// One rendering. Text is always copied or skipped at the innermost nesting level; the levels around it
-// wait in `outer_`, each in the state of its block, until an elif, else or endif comes back to them.
+// One rendering. Text is always copied or skipped at the innermost nesting level; the levels around
+// it wait in `outer_`, each in the state of its block, until an elif, else or endif comes back to
+// them.
 class Renderer {
  public:
   Renderer(std::map<std::string, std::string>& env, radius::Packet& radius, const char* start,
            const char* end, std::ostream* out, bool esc)
-      : env_(env), radius_(radius), end_(end), out_(out), esc_(esc), run_(start),
+      : env_(env),
+        radius_(radius),
+        end_(end),
+        out_(out),
+        esc_(esc),
+        run_(start),
         ahead_(start, env) {
     setLive(out != nullptr);
   }
 
-  // Renders from the start; returns where that ended: the end, or the opener of a directive that closes no
-  // block.
+  // Renders from the start; returns where that ended: the end, or the opener of a directive that
+  // closes no block.
   const char* render();
 
  private:
@@ -105,8 +111,8 @@ bool Renderer::read(const char** cursor, Directive* directive) {
                    &directive->equal)) {
     return false;
   }
-  // A reference to an unknown name is literal text; in a dropped branch nothing is looked up, and every
-  // reference goes.
+  // A reference to an unknown name is literal text; in a dropped branch nothing is looked up, and
+  // every reference goes.
   if (directive->kind == kCmdNone && live_ &&
       !getVarVal(env_, radius_, *directive->name, &text_, esc_)) {
     return false;

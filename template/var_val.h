@@ -9,25 +9,26 @@
 
 #include "host/radius.h"
 
-// Value of `name`: a page variable; else, for a name that ends in "-esc", the page variable before the
-// suffix, URL-escaped; else a RADIUS reference (with or without the suffix, which then changes nothing).
-// `esc` asks for XML escaping of all but URL-escaped values. False, and `*value` untouched, when the name
-// is none of these. A variable with an empty value is found.
+// Value of `name`: a page variable; else, for a name that ends in "-esc", the page variable before
+// the suffix, URL-escaped; else a RADIUS reference (with or without the suffix, which then changes
+// nothing). `esc` asks for XML escaping of all but URL-escaped values. False, and `*value`
+// untouched, when the name is none of these. A variable with an empty value is found.
 bool getVarVal(std::map<std::string, std::string>& env, radius::Packet& radius,
                const std::string& name, std::string* value, bool esc);
 
 // Length of the longest name that getVarVal can find in `env`.
 std::size_t longestVarName(const std::map<std::string, std::string>& env);
 
-// Value of a RADIUS reference; for the bare "radius" it is "true" when the packet holds an attribute, else
-// empty. False, and `*value` untouched, when the name is no reference or the packet has no such attribute.
+// Value of a RADIUS reference; for the bare "radius" it is "true" when the packet holds an
+// attribute, else empty. False, and `*value` untouched, when the name is no reference or the packet
+// has no such attribute.
 bool getRadiusVal(radius::Packet& radius, const std::string& name, std::string* value);
 
-// Reads a RADIUS reference: "radius" TYPE ["-" VENDOR] ["u"] ["[" INDEX "]"]. Writes only the parts that
-// the name spells out (the caller sets all to 0 and false); with a null `index` the name may not have one.
-// False when the name is no reference.
-// The type is scanned from the start of the name, where no number can stand, so the only reference there
-// is is "radius" itself. That is how the system is built; pages rely on it.
+// Reads a RADIUS reference: "radius" TYPE ["-" VENDOR] ["u"] ["[" INDEX "]"]. Writes only the parts
+// that the name spells out (the caller sets all to 0 and false); with a null `index` the name may
+// not have one. False when the name is no reference. The type is scanned from the start of the
+// name, where no number can stand, so the only reference there is is "radius" itself. That is how
+// the system is built; pages rely on it.
 bool parseRadiusId(const std::string& name, unsigned* vendor, unsigned* type, bool* numeric,
                    unsigned* index);
 

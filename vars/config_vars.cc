@@ -1,4 +1,5 @@
-// From a reply to page variables, first half: the client's agent, the hotspot's configuration, the links.
+// From a reply to page variables, first half: the client's agent, the hotspot's configuration, the
+// links.
 
 #include <unistd.h>
 
@@ -33,8 +34,8 @@ std::string identity() {
   return buffer;
 }
 
-// Text of the client's MAC address: empty when the reply has none, that of 00:00:00:00:00:00 when it has
-// one of a wrong length.
+// Text of the client's MAC address: empty when the reply has none, that of 00:00:00:00:00:00 when
+// it has one of a wrong length.
 std::string macText(const nv::message& reply) {
   if (reply.size_field(kMacAddress) == 0) return std::string();
   const std::vector<unsigned char> raw = reply.get_raw(kMacAddress, {});
@@ -84,8 +85,8 @@ std::uint32_t HsConn::initCfg(const char* name, const nv::message& reply) {
 void HsConn::initLinkVars(const std::string& host, bool sslLogin) {
   const std::string base = "://" + host + '/' + targetDir;
   const std::string loginScheme = req.isSsl || sslLogin ? "https" : "http";
-  // Where the client wanted to go: what an earlier step of this request left in "link-orig" counts when
-  // the client does not say, so it is read before it is overwritten.
+  // Where the client wanted to go: what an earlier step of this request left in "link-orig" counts
+  // when the client does not say, so it is read before it is overwritten.
   std::string dst = getParam(params, "dst", "");
   if (dst.empty()) dst = getParam(env, "link-orig", "");
   const std::string query = dst.empty() ? std::string() : "?dst=" + doEscapeString(dst);

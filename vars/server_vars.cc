@@ -19,7 +19,8 @@ std::string HsConn::initServerName(const nv::message& reply) {
   serverAddr = reply.get_be32(kServerAddress, 0);
   if (serverAddr == 0) serverAddr = req.localAddr;
   std::string address = IPAddr{serverAddr}.str();
-  // The scheme's port, whatever port the request arrived on, and written also when it is the default.
+  // The scheme's port, whatever port the request arrived on, and written also when it is the
+  // default.
   env["server-address"] = address + ':' + num2str(req.isSsl ? 443 : 80, "%u");
   env["server-name"] = reply.get_string(kServerName, "");
   env["interface-name"] = reply.get_string(kInterfaceName, "");

@@ -1,4 +1,5 @@
-// From a reply to page variables, second half: the client's session and state, and why a command failed.
+// From a reply to page variables, second half: the client's session and state, and why a command
+// failed.
 
 #include <unistd.h>
 
@@ -26,24 +27,23 @@ constexpr std::uint32_t kStateBlocked = 3;
 // Name of an error code of the manager. Codes without a name inside the table are empty.
 std::string errorType(std::uint32_t code) {
   constexpr std::uint32_t kLastCode = 0x10;
-  static const std::string errorTypeNames[kLastCode + 1] = {
-      /* 0x0 */ "",
-      /* 0x1 */ "internal-error",
-      /* 0x2 */ "config-error",
-      /* 0x3 */ "not-logged-in",
-      /* 0x4 */ "ippool-empty",
-      /* 0x5 */ "shutting-down",
-      /* 0x6 */ "user-session-limit",
-      /* 0x7 */ "",
-      /* 0x8 */ "wrong-mac-username",
-      /* 0x9 */ "chap-missing",
-      /* 0xa */ "invalid-username",
-      /* 0xb */ "invalid-mac",
-      /* 0xc */ "uptime-limit",
-      /* 0xd */ "traffic-limit",
-      /* 0xe */ "radius-timeout",
-      /* 0xf */ "auth-in-progress",
-      /* 0x10 */ "radius-reply"};
+  static const std::string errorTypeNames[kLastCode + 1] = {/* 0x0 */ "",
+                                                            /* 0x1 */ "internal-error",
+                                                            /* 0x2 */ "config-error",
+                                                            /* 0x3 */ "not-logged-in",
+                                                            /* 0x4 */ "ippool-empty",
+                                                            /* 0x5 */ "shutting-down",
+                                                            /* 0x6 */ "user-session-limit",
+                                                            /* 0x7 */ "",
+                                                            /* 0x8 */ "wrong-mac-username",
+                                                            /* 0x9 */ "chap-missing",
+                                                            /* 0xa */ "invalid-username",
+                                                            /* 0xb */ "invalid-mac",
+                                                            /* 0xc */ "uptime-limit",
+                                                            /* 0xd */ "traffic-limit",
+                                                            /* 0xe */ "radius-timeout",
+                                                            /* 0xf */ "auth-in-progress",
+                                                            /* 0x10 */ "radius-reply"};
   return code <= kLastCode ? errorTypeNames[code] : num2str(code, "unknown<0x%x>");
 }
 
