@@ -14,6 +14,7 @@
 
 #include "tools/hotspot_replay_json.h"
 #include "tools/hotspot_replay_module.h"
+#include "tools/hotspot_replay_pages.h"
 #include "tools/hotspot_replay_play.h"
 #include "tools/hotspot_replay_scenario.h"
 #include "tools/hotspot_replay_system.h"
@@ -29,6 +30,14 @@ class Fatal : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// What the whole run plays with.
+struct Player {
+  explicit Player(const std::string& modulePath) : module(modulePath) {}
+
+  Module module;
+  TempDir pages;
+};
+
 Json invalidResult(const Json& name, const std::string& why) {
   Json result = Json::object();
   result["name"] = name;
@@ -37,7 +46,7 @@ Json invalidResult(const Json& name, const std::string& why) {
 }
 
 // The result of one line of input; `*valid` becomes false when it could not be played.
-Json playLine(Module& module, const std::string& line, bool* valid) {
+Json playLine(Player& player, const std::string& line, bool* valid) {
   Json name;
   try {
     std::string duplicate;
@@ -45,7 +54,7 @@ Json playLine(Module& module, const std::string& line, bool* valid) {
     // Given twice, the name itself cannot be told.
     if (duplicate != "name") name = nameOf(json);
     if (!duplicate.empty()) throw Invalid(duplicate + ": the key is given twice");
-    return play(module, parseScenario(json));
+    return play(player.module, player.pages, parseScenario(json));
   } catch (const Invalid& invalid) {
     *valid = false;
     return invalidResult(name, invalid.what());
@@ -63,32 +72,32 @@ void writeLine(const Json& result) {
 }
 
 // True when all lines were valid.
-bool playStream(Module& module, std::istream& in, const std::string& inputName) {
+bool playStream(Player& player, std::istream& in, const std::string& inputName) {
   bool allValid = true;
   std::string line;
   while (std::getline(in, line)) {
     if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
-    writeLine(playLine(module, line, &allValid));
+    writeLine(playLine(player, line, &allValid));
   }
   if (in.bad()) throw Fatal("cannot read " + inputName);
   return allValid;
 }
 
-bool playFile(Module& module, const std::string& path) {
+bool playFile(Player& player, const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) throw Fatal("cannot open " + path + ": " + std::strerror(errno));
   file.peek();  // a directory opens well and fails at the first read
   if (file.bad()) throw Fatal("cannot read " + path);
   file.clear();
-  return playStream(module, file, path);
+  return playStream(player, file, path);
 }
 
 int run(const std::string& modulePath, const std::vector<std::string>& files) {
   silenceDebug();
-  Module module(modulePath.empty() ? defaultModulePath() : modulePath);
+  Player player(modulePath.empty() ? defaultModulePath() : modulePath);
   bool allValid = true;
-  if (files.empty()) allValid = playStream(module, std::cin, "standard input");
-  for (const std::string& file : files) allValid = playFile(module, file) && allValid;
+  if (files.empty()) allValid = playStream(player, std::cin, "standard input");
+  for (const std::string& file : files) allValid = playFile(player, file) && allValid;
   return allValid ? kAllPlayed : kSomeInvalid;
 }
 

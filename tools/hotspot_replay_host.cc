@@ -1,7 +1,6 @@
 #include "tools/hotspot_replay_host.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -48,7 +47,7 @@ ScriptedRequest::ScriptedRequest(const RequestSpec& spec) : spec_(spec) {
   connFlags = spec.connFlags;
   std::copy(std::begin(spec.origDst), std::end(spec.origDst), std::begin(origDst));
   socket = open(kSocketStandIn, O_RDWR | O_CLOEXEC);
-  if (socket < 0) {
+  if (socket < 0 || fstat(socket, &socketFile_) != 0) {
     throw std::runtime_error(std::string(kSocketStandIn) +
                              " cannot be opened: " + std::strerror(errno));
   }
@@ -78,9 +77,8 @@ void ScriptedRequest::initOrigDst() const {
 bool ScriptedRequest::socketClosed() const {
   // The number may belong to another open file by now.
   struct stat now {};
-  struct stat standIn {};
-  if (fstat(socket, &now) != 0 || stat(kSocketStandIn, &standIn) != 0) return true;
-  return now.st_dev != standIn.st_dev || now.st_ino != standIn.st_ino;
+  if (fstat(socket, &now) != 0) return true;
+  return now.st_dev != socketFile_.st_dev || now.st_ino != socketFile_.st_ino;
 }
 
 void RecordedResponse::setStatus(int code, const std::string& reason) {

@@ -3,6 +3,8 @@
 #ifndef TOOLS_HOTSPOT_REPLAY_HOST_H_
 #define TOOLS_HOTSPOT_REPLAY_HOST_H_
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <optional>
 #include <sstream>
@@ -55,6 +57,7 @@ class ScriptedRequest : public Request {
 
  private:
   const RequestSpec& spec_;
+  struct stat socketFile_ {};
   mutable unsigned initOrigDstCalls_ = 0;
 };
 

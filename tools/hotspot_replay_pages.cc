@@ -60,18 +60,44 @@ int writeFile(const std::string& path, const std::string& content) {
 
 }  // namespace
 
-PageDir::PageDir(const Scenario& scenario) {
+TempDir::~TempDir() { remove(); }
+
+const std::string& TempDir::path() {
+  if (path_.empty()) path_ = makeDirectory();
+  return path_;
+}
+
+void TempDir::clear() {
+  std::error_code error;
+  std::filesystem::directory_iterator entry(path_, error);
+  while (!error && entry != std::filesystem::directory_iterator()) {
+    std::filesystem::remove_all(entry->path(), error);
+    if (!error) entry.increment(error);
+  }
+  // What cannot be emptied is not used again.
+  if (error) remove();
+}
+
+void TempDir::remove() {
+  std::error_code ignored;
+  if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+  path_.clear();
+}
+
+PageDir::PageDir(TempDir& temp, const Scenario& scenario) : temp_(temp) {
   if (scenario.pages.empty() && !namesPageDir(scenario)) return;
-  path_ = makeDirectory();
+  path_ = temp_.path();
   try {
     writePages(scenario);
   } catch (...) {
-    remove();
+    temp_.clear();
     throw;
   }
 }
 
-PageDir::~PageDir() { remove(); }
+PageDir::~PageDir() {
+  if (!path_.empty()) temp_.clear();
+}
 
 std::string PageDir::expand(const std::string& text) const {
   return path_.empty() ? text : replaceAll(text, kPlaceholder, path_);
@@ -100,11 +126,6 @@ void PageDir::writePages(const Scenario& scenario) {
       pagesPath.member(name).fail("cannot be written: " + error.message());
     }
   }
-}
-
-void PageDir::remove() {
-  std::error_code ignored;
-  if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
 }
 
 }  // namespace replay

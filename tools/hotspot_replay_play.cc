@@ -94,8 +94,8 @@ class ResultWriter {
   const PageDir& pages_;
 };
 
-Json playRequest(Module& module, const Scenario& scenario) {
-  const PageDir pages(scenario);
+Json playRequest(Module& module, TempDir& temp, const Scenario& scenario) {
+  const PageDir pages(temp, scenario);
   const ScenarioSystem system(scenario);
   ScriptedContext context(scenario, pages);
   const ScriptedRequest request(scenario.request);
@@ -130,9 +130,9 @@ Json playCall(const Module& module, const std::string& name, const CallSpec& cal
 
 }  // namespace
 
-Json play(Module& module, const Scenario& scenario) {
+Json play(Module& module, TempDir& temp, const Scenario& scenario) {
   if (scenario.call) return playCall(module, scenario.name, *scenario.call);
-  return playRequest(module, scenario);
+  return playRequest(module, temp, scenario);
 }
 
 }  // namespace replay

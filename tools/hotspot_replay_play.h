@@ -5,13 +5,14 @@
 
 #include "tools/hotspot_replay_json.h"
 #include "tools/hotspot_replay_module.h"
+#include "tools/hotspot_replay_pages.h"
 #include "tools/hotspot_replay_scenario.h"
 
 namespace replay {
 
 // The result of the scenario's request or call. Throws Invalid when a page cannot be written and
-// when the module throws.
-Json play(Module& module, const Scenario& scenario);
+// when the module throws. `temp` is where the pages go.
+Json play(Module& module, TempDir& temp, const Scenario& scenario);
 
 }  // namespace replay
 
