@@ -36,3 +36,14 @@ set_target_properties(hotspot PROPERTIES
   PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/hotspot.map)
 target_link_options(hotspot PRIVATE
   -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/hotspot.map)
+
+# What the module would take of a router's flash: optimised for size and stripped.
+add_library(hotspot-small MODULE EXCLUDE_FROM_ALL ${HOTSPOT_MODULE_SOURCES})
+hotspot_flags(hotspot-small)
+target_compile_options(hotspot-small PRIVATE -Os)
+set_target_properties(hotspot-small PROPERTIES PREFIX "")
+target_link_options(hotspot-small PRIVATE
+  -s -Wl,--gc-sections -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/hotspot.map)
+add_custom_target(module-size
+  COMMAND ${CMAKE_COMMAND} -DFILE=$<TARGET_FILE:hotspot-small> -P ${PROJECT_SOURCE_DIR}/cmake/print_size.cmake
+  DEPENDS hotspot-small VERBATIM)
