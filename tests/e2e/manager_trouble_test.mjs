@@ -1,0 +1,88 @@
+// The manager killed, gone, silent; and back again.
+
+import assert from "node:assert/strict";
+import { after, before, test } from "node:test";
+
+import { isLoggedIn, logIn, openLogin } from "./conversations.mjs";
+import { intercepted, request } from "./http_client.mjs";
+import { eventually, Portal } from "./portal.mjs";
+
+let portal;
+before(async () => { portal = await Portal.start(); });
+after(() => portal?.stop());
+
+test("manager: killed and started again, it knows the session and the login cookie", async () => {
+  const client = "127.0.4.1";
+  const { cookie } = await logIn(portal, client);
+  assert.equal(await portal.manager.stop("SIGKILL"), "SIGKILL");
+  await portal.startManager();
+  assert.equal(await isLoggedIn(portal, client), true);
+
+  await request(portal.port, { client, path: "/logout" });
+  assert.equal(await portal.manager.stop("SIGKILL"), "SIGKILL");
+  await portal.startManager();
+  assert.equal(await isLoggedIn(portal, client), false);
+  const again = await request(portal.port, { client, path: "/login", headers: { Cookie: cookie } });
+  assert.match(again.body, /<h1>You are logged in<\/h1>/);
+  assert.equal(await isLoggedIn(portal, client), true);
+});
+
+test("manager: while it is gone every request is answered at once, and all is well when it is back",
+  async () => {
+    const client = "127.0.4.2";
+    await logIn(portal, client);
+    assert.equal(await portal.manager.stop("SIGKILL"), "SIGKILL");
+
+    const start = Date.now();
+    const login = await request(portal.port, { client, path: "/login" });
+    assert.equal(login.status, 200);
+    assert.match(login.body, /The hotspot is out of order at the moment/);
+    assert.doesNotMatch(login.body, /<form/);
+    const held = await intercepted(portal.port, "www.example.com", { client });
+    assert.match(held.body, /<h1>The hotspot does not answer<\/h1>/);
+    assert.match(held.body, /hotspot manager is not reachable/);
+    assert.equal((await request(portal.port, { client, path: "/status" })).status, 302);
+    assert.match((await request(portal.port, { client, path: "/logout" })).body, /Not logged out/);
+    assert.ok(Date.now() - start < 10000);
+
+    await portal.startManager();
+    assert.equal(await isLoggedIn(portal, client), true);
+  });
+
+test("manager: while it is silent pages come within their time and other requests are served",
+  async () => {
+    const client = "127.0.4.3";
+    await logIn(portal, client);
+    portal.manager.process.kill("SIGSTOP");
+    try {
+      // Many clients wait long; theirs is the login command.
+      let waiting = 0;
+      const logins = [];
+      for (let i = 1; i <= 40; i++) {
+        waiting++;
+        logins.push(request(portal.port, { client: `127.0.5.${i}`, path: "/login" })
+          .finally(() => waiting--));
+      }
+
+      const start = Date.now();
+      const held = await intercepted(portal.port, "www.example.com", { client });
+      const took = Date.now() - start;
+      assert.match(held.body, /hotspot manager did not answer in time/);
+      assert.ok(took >= 900 && took < 10000, `${took} ms`);
+
+      // What needs no manager does not wait for it.
+      const refused = await request(portal.port, { client, path: "/..%2fsecret" });
+      assert.equal(refused.status, 404);
+      assert.equal(waiting, 40);
+
+      portal.manager.process.kill("SIGCONT");
+      for (const answer of await Promise.all(logins)) {
+        assert.equal(answer.status, 200);
+        assert.match(answer.body, /<h1>Log in<\/h1>/);
+      }
+    } finally {
+      portal.manager.process.kill("SIGCONT");
+    }
+    await eventually("the session is back", () => isLoggedIn(portal, client));
+    await openLogin(portal, "127.0.4.4");
+  });

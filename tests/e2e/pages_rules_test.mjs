@@ -1,0 +1,126 @@
+// Rules that every page of the shipped page directory keeps, tested on the files themselves.
+
+import assert from "node:assert/strict";
+import fs from "node:fs";
+import path from "node:path";
+import { test } from "node:test";
+
+const dir = path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/pages");
+const files = fs.readdirSync(dir);
+const templates = new Map(files.filter((name) => name.endsWith(".html"))
+  .map((name) => [name, fs.readFileSync(path.join(dir, name), "utf8")]));
+const directive = /\$\(([^)]*)\)/g;
+
+// Every variable that a page may name without meeting its own reference in the output.
+const known = new Set(`
+  user-agent ssl-login plain-passwd trial identity hostname target-dir link-logout link-login-only
+  link-login link-status link-advert link-alogin link-orig mac logged-in ip username domain
+  login-by-mac blocked advert-pending uptime uptime-secs session-timeout session-timeout-secs
+  session-time-left session-time-left-secs idle-timeout idle-timeout-secs refresh-timeout
+  refresh-timeout-secs login-by session-id var error error-orig error-type server-address server-name
+  interface-name location-id location-name bytes-in bytes-out bytes-in-nice bytes-out-nice packets-in
+  packets-out limit-bytes-in limit-bytes-out limit-bytes-total remain-bytes-in remain-bytes-out
+  remain-bytes-total`.trim().split(/\s+/));
+const knownOnly = new Map([
+  ["chap-id", ["login.html", "flogin.html"]],
+  ["chap-challenge", ["login.html", "flogin.html"]],
+  ["link-redirect", ["alogin.html", "redirect.html", "advert.html", "radvert.html"]],
+]);
+
+// The references of a template: {name, place}, place being "text", "attribute" or "script".
+function references(template) {
+  const found = [];
+  const pieces = template.split(/(<script>[\s\S]*?<\/script>|<[^>]*>)/);
+  for (const piece of pieces) {
+    const place = piece.startsWith("<script>") ? "script" : piece.startsWith("<") ? "attribute" : "text";
+    for (const match of piece.matchAll(directive)) {
+      const words = match[1].split(/[ \t]+/);
+      if (words.length === 1 && words[0] !== "else" && words[0] !== "endif") {
+        found.push({ name: words[0], place });
+      }
+    }
+  }
+  return found;
+}
+
+test("pages: those that a visitor meets are there", () => {
+  for (const name of ["login", "flogin", "alogin", "redirect", "status", "rstatus", "logout", "flogout",
+    "set", "fset", "advert", "radvert", "fadvert", "falogin", "error"]) {
+    assert.ok(templates.has(`${name}.html`), name);
+  }
+  for (const name of ["style.css", "portal.js", "md5.js"]) assert.ok(files.includes(name), name);
+});
+
+test("pages: those whose absence makes the redirect are missing", () => {
+  assert.ok(!files.includes("rlogin.html"));
+  assert.ok(!files.includes("fstatus.html"));
+});
+
+test("pages: a value in an attribute or a script stands in its escaped form alone", () => {
+  for (const [file, template] of templates) {
+    for (const { name, place } of references(template)) {
+      assert.equal(name.endsWith("-esc"), place !== "text", `${file}: ${name} in ${place}`);
+    }
+  }
+});
+
+test("pages: an attribute that holds a value is quoted", () => {
+  for (const [file, template] of templates) {
+    for (const [tag] of template.replace(/<script>[\s\S]*?<\/script>/g, "").matchAll(/<[^>]*>/g)) {
+      const unquoted = tag.replace(/="[^"]*"/g, "").replace(/\$\((?:if [^)]*|else|endif)\)/g, "");
+      assert.ok(!unquoted.includes("$("), `${file}: ${tag}`);
+    }
+  }
+});
+
+test("pages: every variable named is one that the page has", () => {
+  for (const [file, template] of templates) {
+    const names = references(template).map(({ name }) => name.replace(/-esc$/, ""));
+    for (const match of template.matchAll(directive)) {
+      const words = match[1].split(/[ \t]+/);
+      if (words[0] === "if" || words[0] === "elif") names.push(words[1]);
+    }
+    for (const name of names) {
+      assert.ok(known.has(name) || knownOnly.get(name)?.includes(file), `${file}: ${name}`);
+    }
+  }
+});
+
+test("pages: every block is closed and none is closed twice", () => {
+  for (const [file, template] of templates) {
+    let depth = 0;
+    for (const match of template.matchAll(directive)) {
+      const words = match[1].split(/[ \t]+/);
+      if (words[0] === "if") depth++;
+      if (words[0] === "endif") depth--;
+      assert.ok(depth > 0 || !["elif", "else"].includes(words[0]), `${file}: ${match[0]}`);
+      assert.ok(depth >= 0, `${file}: ${match[0]} without if`);
+      assert.ok([1, 2, 4].includes(words.length), `${file}: ${match[0]} is no directive`);
+    }
+    assert.equal(depth, 0, file);
+  }
+});
+
+test("pages: no percent sign meets the engine", () => {
+  for (const [file, template] of templates) assert.ok(!template.includes("%"), file);
+});
+
+test("pages: nothing is loaded from another host", () => {
+  for (const [file, template] of templates) {
+    for (const [, address] of template.matchAll(/\s(?:src|href|action|content)="([^"]*)"/g)) {
+      const named = address.replace(/^\$\(if ssl-login == yes\)https:\/\/\$\(hostname-esc\)\//, "");
+      assert.doesNotMatch(named, /^\s*(?:\w+:)?\/\//, `${file}: ${address}`);
+    }
+  }
+  for (const file of ["style.css", "portal.js"]) {
+    const text = fs.readFileSync(path.join(dir, file), "utf8");
+    assert.doesNotMatch(text, /@import|url\(|fetch\(|XMLHttpRequest/, file);
+  }
+});
+
+test("pages: a login loads less than 20 KiB and the whole directory holds less than 40 KiB", () => {
+  const size = (name) => fs.statSync(path.join(dir, name)).size;
+  const login = ["login.html", "style.css", "portal.js", "md5.js"];
+  assert.ok(login.reduce((sum, name) => sum + size(name), 0) < 20 * 1024);
+  assert.ok(files.reduce((sum, name) => sum + size(name), 0) < 40 * 1024);
+});
