@@ -1,0 +1,20 @@
+# hotspot_module_test(name sources...): one test program around the module's own objects, with the
+# scripted host of this folder.
+
+include_guard(GLOBAL)
+
+add_library(hotspot-test-support OBJECT
+  ${CMAKE_CURRENT_LIST_DIR}/fake_host.cc
+  ${CMAKE_CURRENT_LIST_DIR}/messages.cc
+  ${CMAKE_CURRENT_LIST_DIR}/page_dir.cc
+  ${CMAKE_CURRENT_LIST_DIR}/system.cc
+  ${CMAKE_CURRENT_LIST_DIR}/visit.cc)
+hotspot_flags(hotspot-test-support)
+
+function(hotspot_module_test name)
+  add_executable(${name} ${ARGN})
+  hotspot_flags(${name})
+  target_link_libraries(${name} PRIVATE
+    hotspot-test-support hotspot-objects hotspot-platform GTest::gtest GTest::gtest_main)
+  gtest_discover_tests(${name} PROPERTIES TIMEOUT 60)
+endfunction()
