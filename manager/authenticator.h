@@ -1,0 +1,53 @@
+// The seam to whoever knows the accounts.
+
+#ifndef MANAGER_AUTHENTICATOR_H_
+#define MANAGER_AUTHENTICATOR_H_
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "manager/challenges.h"
+#include "manager/failures.h"
+#include "manager/records.h"
+
+namespace manager {
+
+struct Credentials {
+  std::string account;                // the user name, with "@" and the domain when one was given
+  std::string password;               // in plain text or as a CHAP answer
+  std::vector<Challenge> challenges;  // that a CHAP answer may answer
+  bool plainAllowed = false;          // the password may have come in plain text
+  std::uint32_t clientAddress = 0;
+  std::string clientMac;
+  std::string radiusAttributes;  // that the client's page sent, encoded
+};
+
+struct Verdict {
+  // Set when the login is refused.
+  std::optional<Failure> failure;
+  // Otherwise: the account as it was checked, how ("http-chap", "http-plain"), and attributes for
+  // the pages.
+  User account;
+  bool byChap = false;
+  std::string radiusAttributes;
+};
+
+// Loop thread only.
+class Authenticator {
+ public:
+  virtual ~Authenticator() = default;
+
+  // Checks the credentials and calls `done` once on the loop thread: within this call when the
+  // answer is at hand, later when it has to be waited for. Never blocks.
+  virtual void check(const Credentials& credentials, std::function<void(Verdict)> done) = 0;
+
+  // The account as it is now; nothing when there is none.
+  virtual std::optional<User> account(const std::string& name) = 0;
+};
+
+}  // namespace manager
+
+#endif  // MANAGER_AUTHENTICATOR_H_

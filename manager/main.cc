@@ -1,0 +1,46 @@
+// hotspot-manager: the process that owns the hotspot's users and sessions.
+
+#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/spdlog.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+#include "manager/config.h"
+#include "manager/service.h"
+
+namespace {
+
+void setUpLog(const std::string& level) {
+  spdlog::set_default_logger(spdlog::stderr_logger_mt("hotspot-manager"));
+  spdlog::set_pattern("%Y-%m-%dT%H:%M:%S.%e%z %l %v");
+  spdlog::set_level(spdlog::level::from_str(level));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  manager::Config config;
+  const settings::Result result = manager::readConfig(argc, argv, &config);
+  if (!result.run) return settings::finish(result);
+  if (config.checkOnly) {
+    std::puts("the settings are valid");
+    return 0;
+  }
+  setUpLog(config.logLevel);
+  // A limit on file sizes shows as a failed write, like a full disk, instead of ending the process.
+  std::signal(SIGXFSZ, SIG_IGN);
+  std::signal(SIGPIPE, SIG_IGN);
+  // The database holds passwords: its files are the manager's alone.
+  umask(0077);
+  try {
+    manager::Service service(config);
+    service.run();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "hotspot-manager: %s\n", error.what());
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,91 @@
+#include "manager/peer_socket.h"
+
+#include <spdlog/spdlog.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "manager/peer_check.h"
+#include "manager/peer_connection.h"
+#include "manager/replies.h"
+
+namespace manager {
+
+namespace {
+
+// The listener rests this long when the process has no descriptors left.
+constexpr std::chrono::milliseconds kRest{100};
+
+}  // namespace
+
+PeerSocket::PeerSocket(boost::asio::io_context& loop, const std::string& path,
+                       const std::optional<gid_t>& group, Handler handler)
+    : loop_(loop),
+      group_(group),
+      handler_(std::move(handler)),
+      file_(std::make_unique<SocketFile>(path, group)),
+      listener_(loop, dup(file_->descriptor())),
+      rest_(loop),
+      buffer_(nv::kMaxMessageBytes + 1, '\0') {
+  accept();
+}
+
+PeerSocket::~PeerSocket() {
+  const auto connections = std::exchange(connections_, {});
+  for (const auto& connection : connections) connection->close();
+}
+
+void PeerSocket::stopAccepting() {
+  rest_.cancel();
+  listener_.close();
+  file_.reset();
+}
+
+void PeerSocket::accept() {
+  listener_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
+                       [this](const boost::system::error_code& error) {
+                         if (error) return;
+                         const int descriptor = accept4(listener_.native_handle(), nullptr, nullptr,
+                                                        SOCK_CLOEXEC | SOCK_NONBLOCK);
+                         if (descriptor >= 0) {
+                           welcome(descriptor);
+                         } else if (errno == EMFILE || errno == ENFILE || errno == ENOMEM) {
+                           return restFromAccepting();
+                         }
+                         accept();
+                       });
+}
+
+void PeerSocket::restFromAccepting() {
+  spdlog::error("cannot accept a connection: {}", std::strerror(errno));
+  rest_.expires_after(kRest);
+  rest_.async_wait([this](const boost::system::error_code& error) {
+    if (!error) accept();
+  });
+}
+
+void PeerSocket::welcome(int descriptor) {
+  const std::optional<Peer> peer = peerOf(descriptor);
+  std::string refusal;
+  if (!peer || !mayTalk(*peer, geteuid(), group_)) {
+    refusal = "this user may not talk to the hotspot manager";
+    spdlog::warn("{}: refused a connection of user {} (process {})", file_->path(),
+                 peer ? static_cast<long>(peer->uid) : -1L, peer ? peer->pid : 0);
+  } else if (connections_.size() >= kMaxConnections) {
+    refusal = "too many connections";
+  }
+  if (!refusal.empty()) {
+    const std::string wire = protocolError(refusal).encode();
+    send(descriptor, wire.data(), wire.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    ::close(descriptor);
+    return;
+  }
+  const auto connection = std::make_shared<PeerConnection>(*this, descriptor);
+  connections_.insert(connection);
+  connection->read();
+}
+
+}  // namespace manager

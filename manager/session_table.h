@@ -1,0 +1,55 @@
+// All sessions in memory, by client address, with a count for each account.
+
+#ifndef MANAGER_SESSION_TABLE_H_
+#define MANAGER_SESSION_TABLE_H_
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "manager/records.h"
+
+namespace manager {
+
+// Changes are remembered until keep(), so that undo() can take them back together with the
+// transaction that they belong to. touch() and count() are not remembered: they are about the
+// client, not about the transaction.
+class SessionTable {
+ public:
+  // Null when there is no session. Valid until the next change of that session.
+  const Session* find(std::uint32_t address) const;
+  // Addresses of the account's sessions, ascending.
+  std::vector<std::uint32_t> addressesOf(const std::string& account) const;
+  std::vector<std::uint32_t> addresses() const;
+  std::size_t size() const { return sessions_.size(); }
+
+  // Adds the session or replaces the one of its address.
+  void put(const Session& session);
+  void erase(std::uint32_t address);
+
+  // Notes that the client was active; nothing when there is no session.
+  void touch(std::uint32_t address, std::int64_t uptimeSecs);
+  // Takes over the session's traffic; true when there is a session and its counters changed.
+  bool count(std::uint32_t address, const Counters& counters);
+
+  void keep();
+  void undo();
+
+ private:
+  void putRaw(const Session& session);
+  void eraseRaw(std::uint32_t address);
+  void remember(std::uint32_t address);
+
+  std::unordered_map<std::uint32_t, Session> sessions_;
+  std::unordered_map<std::string, std::set<std::uint32_t>> byAccount_;
+  // What was there before each change since keep(), oldest first.
+  std::vector<std::pair<std::uint32_t, std::optional<Session>>> before_;
+};
+
+}  // namespace manager
+
+#endif  // MANAGER_SESSION_TABLE_H_
