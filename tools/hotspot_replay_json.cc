@@ -93,7 +93,7 @@ std::string Path::str() const {
       if (!text.empty()) text += '.';
       text += key;
     } else {
-      text += "[\"" + std::string(key) + "\"]";
+      text += '[' + Json(std::string(key)).dump() + ']';
     }
   }
   return text;

@@ -1,0 +1,39 @@
+// Runs a program of the build to its end.
+
+#ifndef TESTS_TOOLS_PROGRAM_H_
+#define TESTS_TOOLS_PROGRAM_H_
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+// A temporary directory that goes with the object.
+class ScratchDir {
+ public:
+  ScratchDir();
+  ScratchDir(const ScratchDir&) = delete;
+  ScratchDir& operator=(const ScratchDir&) = delete;
+  ~ScratchDir();
+
+  const std::filesystem::path& path() const { return path_; }
+  // Makes the directories on the way.
+  std::filesystem::path write(const std::string& name, const std::string& content) const;
+
+ private:
+  std::filesystem::path path_;
+};
+
+std::string readFile(const std::filesystem::path& path);
+
+struct Ended {
+  int status = -1;  // exit status; 128 + signal when a signal ended it
+  std::string out;
+  std::string err;
+};
+
+// The program finds `input` on its standard input and TMPDIR pointing to `tmpDir`. Goes through the
+// emulator of a cross build.
+Ended runProgram(const std::vector<std::string>& command, const std::string& input,
+                 const std::filesystem::path& tmpDir);
+
+#endif  // TESTS_TOOLS_PROGRAM_H_

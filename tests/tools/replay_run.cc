@@ -1,0 +1,30 @@
+#include "tests/tools/replay_run.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "tests/tools/program.h"
+
+std::vector<Json> parseLines(const std::string& text) {
+  std::vector<Json> values;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) values.push_back(Json::parse(line));
+  return values;
+}
+
+Replayed replay(const std::string& lines, const std::vector<std::string>& arguments) {
+  const ScratchDir tmp;
+  std::vector<std::string> command = {TEST_REPLAY, "--module", TEST_MODULE};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  const Ended ended = runProgram(command, lines, tmp.path());
+  EXPECT_TRUE(std::filesystem::is_empty(tmp.path())) << "something was left in TMPDIR";
+  return {ended.status, ended.out, ended.err, parseLines(ended.out)};
+}
+
+Json replayOne(const Json& scenario) {
+  const Replayed replayed = replay(scenario.dump() + "\n");
+  EXPECT_EQ(replayed.status, 0) << replayed.out << replayed.err;
+  if (replayed.results.size() != 1) throw std::runtime_error("not one result: " + replayed.out);
+  return replayed.results[0];
+}
