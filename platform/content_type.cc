@@ -25,8 +25,8 @@ constexpr ContentType kContentTypes[] = {
 }  // namespace
 
 std::string getContentType(const std::string& name, bool* rendered) {
-  // What follows the last dot; a dot of a directory's name is none of the file's.
-  const std::string::size_type start = name.find_last_of("./");
+  // A dot in a directory's name starts no extension: what follows it then holds a slash.
+  const std::string::size_type start = name.rfind('.');
   if (start != std::string::npos) {
     const std::string_view extension = std::string_view(name).substr(start);
     for (const ContentType& entry : kContentTypes) {

@@ -87,12 +87,13 @@ message::Found message::find(std::uint32_t id) const {
   return {};
 }
 
-// REQUIRES: the length is one that the type of `id` allows, or too long for any message.
+// REQUIRES: the length is one that the type of `id` allows, or too long for any message, and that
+// of bytes that are really there (so that the sum below cannot wrap).
 void message::put(std::uint32_t id, const void* value, std::size_t length) {
   const char* const chars = static_cast<const char*>(value);
   const Found old = find(id);
   const std::size_t kept = old ? wire_.size() - old.length : wire_.size() + kFieldHeaderBytes;
-  if (length > kMaxValueBytes || kept + length > kMaxMessageBytes) {
+  if (kept + length > kMaxMessageBytes) {
     overflowed_ = true;
     return;
   }

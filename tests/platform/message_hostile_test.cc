@@ -47,9 +47,11 @@ TEST(MessageHostile, EveryTruncationIsRefused) {
   for (const std::string& sample : samples()) {
     for (std::size_t length = 0; length < sample.size(); ++length) {
       const std::string cut = sample.substr(0, length);
-      nv::message msg;
-      ASSERT_FALSE(msg.decode(cut.data(), cut.size())) << toHex(cut);
-      ASSERT_EQ(msg.encode(), nv::message().encode());
+      ASSERT_FALSE(naiveDecode(cut).has_value()) << toHex(cut);
+      expectSameReading(cut);
+      if (HasFatalFailure()) {
+        return;
+      }
     }
   }
 }

@@ -56,6 +56,22 @@ TEST(MessageWire, FieldsFollowInOrderOfInsertion) {
   EXPECT_EQ(toHex(msg.encode()), "01 00 00 12 20 00 00 09 00 01 75 00 00 04 06 00 01 01");
 }
 
+TEST(MessageWire, ExampleOfTheFormatPage) {
+  const unsigned char bytes[4] = {10, 5, 50, 2};
+  std::uint32_t addr;
+  std::memcpy(&addr, bytes, sizeof addr);
+  nv::message msg;
+  msg.insert_u32(0x08fe000c, 6);
+  msg.insert_u32_array(0x88ff0001, {63, 13});
+  msg.insert_u32(0x08ff0007, 1);
+  msg.insert_be32(0x080003e9, addr);
+  EXPECT_EQ(msg.encode(), fromHex("01 00 00 30"
+                                  "08 fe 00 0c  00 04  00 00 00 06"
+                                  "88 ff 00 01  00 08  00 00 00 3f 00 00 00 0d"
+                                  "08 ff 00 07  00 04  00 00 00 01"
+                                  "08 00 03 e9  00 04  0a 05 32 02"));
+}
+
 TEST(MessageWire, AddressGoesOutAsItLiesInMemory) {
   const unsigned char bytes[4] = {10, 5, 50, 2};
   std::uint32_t addr;
