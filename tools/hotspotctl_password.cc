@@ -1,0 +1,72 @@
+#include "tools/hotspotctl_password.h"
+
+#include <crypt.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <iostream>
+#include <memory>
+
+#include "tools/hotspotctl_client.h"
+
+namespace hotspotctl {
+
+namespace {
+
+// Switches the terminal's echo off for as long as it lives.
+class Silence {
+ public:
+  Silence() {
+    if (tcgetattr(STDIN_FILENO, &before_) != 0) return;
+    termios silent = before_;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    changed_ = tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent) == 0;
+  }
+  ~Silence() {
+    if (changed_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+  }
+  Silence(const Silence&) = delete;
+  Silence& operator=(const Silence&) = delete;
+
+ private:
+  termios before_{};
+  bool changed_ = false;
+};
+
+std::string readLine() {
+  std::string line;
+  std::getline(std::cin, line);
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  if (line.empty()) throw Failure("no password was given");
+  return line;
+}
+
+std::string ask(const char* prompt) {
+  const Silence silence;
+  std::cerr << prompt << std::flush;
+  const std::string line = readLine();
+  std::cerr << '\n';
+  return line;
+}
+
+}  // namespace
+
+std::string readPassword() {
+  if (!isatty(STDIN_FILENO)) return readLine();
+  const std::string password = ask("Password: ");
+  if (ask("Once more: ") != password) throw Failure("the two passwords differ");
+  return password;
+}
+
+std::string hashPassword(const std::string& password) {
+  char salt[CRYPT_GENSALT_OUTPUT_SIZE];
+  const auto data = std::make_unique<crypt_data>();
+  if (!crypt_gensalt_rn("$y$", 0, nullptr, 0, salt, sizeof salt)) {
+    throw Failure("this system cannot make yescrypt hashes");
+  }
+  const char* hash = crypt_r(password.c_str(), salt, data.get());
+  if (!hash || hash[0] == '*') throw Failure("this system cannot make yescrypt hashes");
+  return hash;
+}
+
+}  // namespace hotspotctl
