@@ -18,3 +18,11 @@ function(hotspot_module_test name)
     hotspot-test-support hotspot-objects hotspot-platform GTest::gtest GTest::gtest_main)
   gtest_discover_tests(${name} PROPERTIES TIMEOUT 60)
 endfunction()
+
+# The same with the module's system calls going through wrapped_system.h.
+function(hotspot_wrapped_module_test name)
+  hotspot_module_test(${name} ${ARGN} ${PROJECT_SOURCE_DIR}/tests/support/wrapped_system.cc)
+  foreach(call open open64 mmap mmap64 munmap close pthread_mutex_lock pthread_mutex_unlock free)
+    target_link_options(${name} PRIVATE -Wl,--wrap=${call})
+  endforeach()
+endfunction()
