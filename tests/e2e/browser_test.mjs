@@ -64,7 +64,7 @@ async function visit(options, action) {
     await page.screenshot({ path: path.join(screenshots, "failed.png") });
     throw error;
   } finally {
-    portal.ctl(["session", "end", "127.0.0.1"]);
+    for (const name of [user.name, "trial"]) portal.ctl(["session", "end", "--user", name]);
     await window.close();
   }
 }

@@ -91,7 +91,7 @@ test("login: the password itself over HTTP is refused", async () => {
 
 test("login: the password itself over HTTP where the hotspot allows it", async () => {
   const client = newClient();
-  portal.ctl(["server", "set", "plain-passwd", "yes"]);
+  portal.ctl(["server", "set", "plain-passwd=yes"]);
   try {
     assert.equal((await openLogin(portal, client)).plain, true);
     const answer = await request(portal.port, {
@@ -100,7 +100,7 @@ test("login: the password itself over HTTP where the hotspot allows it", async (
     });
     assert.match(answer.body, /<h1>You are logged in<\/h1>/);
   } finally {
-    portal.ctl(["server", "set", "plain-passwd", "no"]);
+    portal.ctl(["server", "set", "plain-passwd=no"]);
   }
 });
 
@@ -153,6 +153,21 @@ test("login: a trial, once", async () => {
   assert.match((await tryIt()).body, /<h1>You are logged in<\/h1>/);
   await request(portal.port, { client, path: "/logout?erase-cookie=true" });
   assertRefused(await tryIt());
+});
+
+test("login: no more sessions of a user than the profile allows", async () => {
+  portal.ctl(["session", "end", "--user", user.name]);
+  portal.ctl(["profile", "set", "default", "--shared-users", "1"]);
+  try {
+    const client = newClient();
+    await logIn(portal, client);
+    const other = newClient();
+    assertRefused(await sendLogin(portal, other, await openLogin(portal, other)));
+    await request(portal.port, { client, path: "/logout" });
+    await logIn(portal, other);
+  } finally {
+    portal.ctl(["profile", "set", "default", "--shared-users", "0"]);
+  }
 });
 
 test("login: a form beyond 1024 bytes is refused", async () => {

@@ -125,7 +125,8 @@ export class Portal {
       ...manager,
     }));
     await this.startManager();
-    if (profile.length > 0) this.ctl(["profile", "set", "default", ...profile]);
+    // Every client of a test logs in as the same user.
+    this.ctl(["profile", "set", "default", "--shared-users", "0", ...profile]);
     this.ctl(["user", "add", user.name], `${user.password}\n`);
   }
 

@@ -10,7 +10,7 @@ import { Portal } from "./portal.mjs";
 
 let portal;
 before(async () => {
-  portal = await Portal.start({ profile: ["--session-time", "3600", "--refresh", "30"] });
+  portal = await Portal.start({ profile: ["--session-time", "3600", "--status-refresh", "30"] });
 });
 after(() => portal?.stop());
 
