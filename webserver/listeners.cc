@@ -1,0 +1,96 @@
+#include "webserver/listeners.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace web {
+namespace {
+
+[[noreturn]] void fail(const ListenConfig& config, const std::string& advice) {
+  throw ConfigError(config.where + ": cannot listen on " + config.address + ":" +
+                    std::to_string(config.port) + ": " + std::strerror(errno) + advice);
+}
+
+std::string adviceFor(int error) {
+  switch (error) {
+    case EADDRINUSE:
+      return "; another program has that port: stop it or choose another port";
+    case EACCES:
+      return "; ports below 1024 need root (and --user to give it up afterwards)";
+    case EADDRNOTAVAIL:
+      return "; this machine has no such address";
+    default:
+      return "";
+  }
+}
+
+unsigned portOf(int socket) {
+  sockaddr_in address{};
+  socklen_t length = sizeof address;
+  getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
+  return ntohs(address.sin_port);
+}
+
+int openSocket(const ListenConfig& config) {
+  const int opened = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (opened < 0) fail(config, "");
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(config.port));
+  inet_pton(AF_INET, config.address.c_str(), &address.sin_addr);
+  const int one = 1;
+  setsockopt(opened, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+  if (bind(opened, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      listen(opened, SOMAXCONN) != 0) {
+    const int error = errno;
+    close(opened);
+    errno = error;
+    fail(config, adviceFor(error));
+  }
+  return opened;
+}
+
+}  // namespace
+
+std::string Listener::url() const {
+  return (config.tls ? "https://" : "http://") + config.address + ":" + std::to_string(port);
+}
+
+Listeners::Listeners(const Config& config, const Listeners& previous) {
+  // In a local object first, which closes the sockets should a later one fail.
+  Listeners opened;
+  for (const ListenConfig& each : config.listen) {
+    Listener listener;
+    listener.config = each;
+    for (const Listener& old : previous.all_) {
+      if (old.config.address == each.address && old.config.port == each.port &&
+          listener.socket < 0) {
+        listener.socket = fcntl(old.socket, F_DUPFD_CLOEXEC, 0);
+      }
+    }
+    if (listener.socket < 0) listener.socket = openSocket(each);
+    listener.port = portOf(listener.socket);
+    opened.all_.push_back(listener);
+  }
+  all_.swap(opened.all_);
+}
+
+Listeners::Listeners(Listeners&& other) noexcept : all_(std::exchange(other.all_, {})) {}
+
+Listeners& Listeners::operator=(Listeners&& other) noexcept {
+  all_.swap(other.all_);
+  return *this;
+}
+
+Listeners::~Listeners() {
+  for (const Listener& each : all_) close(each.socket);
+}
+
+}  // namespace web
