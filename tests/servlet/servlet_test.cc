@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+
 #include "host/debug.h"
 #include "servlet/hsrv.h"
 #include "tests/support/visit.h"
@@ -136,6 +139,15 @@ TEST(Servlet, ConnectionStartsEmpty) {
   EXPECT_EQ(conn.htmlDir, "");
   EXPECT_EQ(conn.targetDir, "");
   EXPECT_FALSE(conn.loggedIn);
+}
+
+TEST(Servlet, ConnectionsFieldsStandInTheirOrder) {
+  Visit visit;
+  const HsConn conn{visit.ctx, visit.req, visit.resp};
+  const void* const fields[] = {&conn.params,     &conn.env,       &conn.radius,
+                                &conn.serverAddr, &conn.isAgent,   &conn.cfgFlags,
+                                &conn.htmlDir,    &conn.targetDir, &conn.loggedIn};
+  EXPECT_TRUE(std::is_sorted(std::begin(fields), std::end(fields), std::less<>()));
 }
 
 TEST(Servlet, NothingOfARequestIsSeenByTheNext) {
