@@ -13,7 +13,7 @@
 
 namespace nv {
 
-// Longest wire form of a message, in bytes.
+// Longest wire form of a message that can be sent, in bytes. A message in memory has no such limit.
 constexpr std::size_t kMaxMessageBytes = 65536;
 
 // Type of a field's value: the top byte of its id.
@@ -37,8 +37,8 @@ constexpr std::uint32_t kErrorText = 0x20ff0101;
 //
 // insert_*: adds the field at the end, or replaces the value in place when the id is there already.
 //   REQUIRES: the id's top byte is that of the operation's type; another id is ignored.
-//   A field that would take the message over kMaxMessageBytes is left out and the message is
-//   `overflowed()` from then on; senders refuse such a message.
+//   Values of any size; what memory does not hold throws as std::string does (a value of 4 GiB
+//   or more always, std::length_error), and the message is then as it was.
 // get_*: the field's value, or `def` when the message has no such field or its id is of another
 // type.
 class message {
@@ -78,10 +78,11 @@ class message {
   // Ids in order of insertion.
   std::vector<std::uint32_t> ids() const;
 
-  // True when a field was left out because the message would have grown past kMaxMessageBytes.
-  bool overflowed() const;
+  // True when the wire form is at most kMaxMessageBytes long: it can be sent. Senders ask first.
+  bool fits() const;
 
   // The wire form. Valid until the message changes.
+  // REQUIRES: fits(). The bytes of a longer message are there too, but no receiver takes them.
   const std::string& encode() const;
 
   // Replaces the content by that of a wire form. False, and the message is then empty, when the
@@ -95,7 +96,6 @@ class message {
   void put(std::uint32_t id, const void* value, std::size_t length);
 
   std::string wire_;  // the wire form as it stands
-  bool overflowed_ = false;
 };
 
 // True when `msg` is an error reply; then `*code` and `*text` (each may be null) receive its code

@@ -69,7 +69,7 @@ void PeerConnection::handle(const char* data, std::size_t length) {
   const std::uint32_t number = request.get_u32(portal::kRequestNumber, 0);
   socket_.handler_(request, [self = shared_from_this(), numbered, number](nv::message reply) {
     if (numbered) reply.insert_u32(portal::kRequestNumber, number);
-    if (reply.overflowed()) {
+    if (!reply.fits()) {
       reply = protocolError("the reply is too long");
       if (numbered) reply.insert_u32(portal::kRequestNumber, number);
     }

@@ -14,7 +14,6 @@ namespace {
 
 using layout::kFieldHeaderBytes;
 using layout::kHeaderBytes;
-using layout::kMaxValueBytes;
 
 // Room for an ordinary request, so that a message grows once and not at every field.
 constexpr std::size_t kUsualBytes = 256;
@@ -49,20 +48,14 @@ message::message() { clear(wire_); }
 
 message::message(const message& other) = default;
 
-message::message(message&& other) noexcept
-    : wire_(std::move(other.wire_)), overflowed_(other.overflowed_) {
-  clear(other.wire_);
-  other.overflowed_ = false;
-}
+message::message(message&& other) noexcept : wire_(std::move(other.wire_)) { clear(other.wire_); }
 
 message& message::operator=(const message& other) = default;
 
 message& message::operator=(message&& other) noexcept {
   if (this != &other) {
     wire_ = std::move(other.wire_);
-    overflowed_ = other.overflowed_;
     clear(other.wire_);
-    other.overflowed_ = false;
   }
   return *this;
 }
@@ -78,7 +71,7 @@ message::Found message::find(std::uint32_t id) const {
   const unsigned char* const end = begin + wire_.size();
   const unsigned char* field = begin + kHeaderBytes;
   while (field != end) {
-    const std::size_t length = wire::load16(field + 4);
+    const std::size_t length = wire::load32(field + 4);
     if (wire::loadAsIs(field) == wanted) {
       return {static_cast<std::size_t>(field - begin) + kFieldHeaderBytes, length};
     }
@@ -87,28 +80,24 @@ message::Found message::find(std::uint32_t id) const {
   return {};
 }
 
-// REQUIRES: the length is one that the type of `id` allows, or too long for any message, and that
-// of bytes that are really there (so that the sum below cannot wrap).
+// REQUIRES: the length is one that the type of `id` allows, and that of bytes that are really there
+// (so that the sum below cannot wrap).
 void message::put(std::uint32_t id, const void* value, std::size_t length) {
   const char* const chars = static_cast<const char*>(value);
+  const std::uint32_t lengthWord = layout::lengthWord(length);
   const Found old = find(id);
-  const std::size_t kept = old ? wire_.size() - old.length : wire_.size() + kFieldHeaderBytes;
-  if (kept + length > kMaxMessageBytes) {
-    overflowed_ = true;
-    return;
-  }
   if (old) {
     wire_.replace(old.at, old.length, chars, length);
-    wire::store16(bytesOf(wire_) + old.at - 2, static_cast<std::uint32_t>(length));
+    wire::store32(bytesOf(wire_) + old.at - 4, lengthWord);
   } else {
     // The room is made first: running out of memory must not leave half a field behind.
-    const std::size_t needed = kept + length;
+    const std::size_t needed = wire_.size() + kFieldHeaderBytes + length;
     if (needed > wire_.capacity()) {
       wire_.reserve(needed < kUsualBytes ? kUsualBytes : needed);
     }
     unsigned char header[kFieldHeaderBytes];
     wire::store32(header, id);
-    wire::store16(header + 4, static_cast<std::uint32_t>(length));
+    wire::store32(header + 4, lengthWord);
     wire_.append(reinterpret_cast<const char*>(header), sizeof header);
     wire_.append(chars, length);
   }
@@ -158,10 +147,6 @@ void message::insert_raw(std::uint32_t id, const std::vector<unsigned char>& val
 
 void message::insert_u32_array(std::uint32_t id, const std::vector<unsigned>& value) {
   if (typeOf(id) != kU32Array) {
-    return;
-  }
-  if (value.size() > kMaxValueBytes / 4) {
-    overflowed_ = true;
     return;
   }
   std::string bytes(value.size() * 4, '\0');
@@ -238,12 +223,12 @@ std::vector<std::uint32_t> message::ids() const {
   std::size_t at = kHeaderBytes;
   while (at != wire_.size()) {
     result.push_back(wire::load32(begin + at));
-    at += kFieldHeaderBytes + wire::load16(begin + at + 4);
+    at += kFieldHeaderBytes + wire::load32(begin + at + 4);
   }
   return result;
 }
 
-bool message::overflowed() const { return overflowed_; }
+bool message::fits() const { return wire_.size() <= kMaxMessageBytes; }
 
 const std::string& message::encode() const { return wire_; }
 

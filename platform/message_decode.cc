@@ -62,7 +62,7 @@ bool isWellFormed(const unsigned char* data, std::size_t length) {
       return false;
     }
     const std::uint32_t id = wire::load32(field);
-    const std::size_t valueBytes = wire::load16(field + 4);
+    const std::size_t valueBytes = wire::load32(field + 4);
     left -= layout::kFieldHeaderBytes;
     if (valueBytes > left || !layout::lengthFits(id, valueBytes) || !seen.add(id)) {
       return false;
@@ -83,7 +83,6 @@ bool message::decode(const void* data, std::size_t length) {
   const bool wellFormed = isWellFormed(static_cast<const unsigned char*>(data), length);
   if (wellFormed) {
     wire_.assign(static_cast<const char*>(data), length);
-    overflowed_ = false;
   } else {
     *this = message();
   }

@@ -6,24 +6,34 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
 
 #include "host/message.h"
 
 namespace nv::layout {
 
 // A message opens with one word: the format's version in the top byte, the length of the whole
-// message, this word included, in the other three.
+// message, this word included, in the other three. A message that is too long to be sent says 0
+// there, which no reader takes.
 constexpr std::size_t kHeaderBytes = 4;
 constexpr std::uint32_t kVersion = 1;
 
-// A field opens with its id (4 bytes) and its value's length (2 bytes).
-constexpr std::size_t kFieldHeaderBytes = 6;
-constexpr std::size_t kMaxValueBytes = kMaxMessageBytes - kHeaderBytes - kFieldHeaderBytes;
-static_assert(kMaxValueBytes <= 0xffff, "a value's length has to fit into 2 bytes");
+// A field opens with its id (4 bytes) and its value's length (4 bytes).
+constexpr std::size_t kFieldHeaderBytes = 8;
 static_assert(kMaxMessageBytes <= 0xffffff, "a message's length has to fit into 3 bytes");
 
 constexpr std::uint32_t headerWord(std::size_t messageBytes) {
-  return kVersion << 24 | static_cast<std::uint32_t>(messageBytes);
+  const std::size_t told = messageBytes <= kMaxMessageBytes ? messageBytes : 0;
+  return kVersion << 24 | static_cast<std::uint32_t>(told);
+}
+
+// The length of a value as its field says it. Throws std::length_error when 4 bytes do not hold it.
+constexpr std::uint32_t lengthWord(std::size_t valueBytes) {
+  const auto word = static_cast<std::uint32_t>(valueBytes);
+  if (word != valueBytes) {
+    throw std::length_error("a message's value is below 4 GiB");
+  }
+  return word;
 }
 
 // Whether a value of the type of `id` can have that length. False for an id of no known type.
@@ -37,9 +47,9 @@ constexpr bool lengthFits(std::uint32_t id, std::size_t length) {
       return length == 8;
     case kString:
     case kRaw:
-      return length <= kMaxValueBytes;
+      return true;
     case kU32Array:
-      return length <= kMaxValueBytes && length % 4 == 0;
+      return length % 4 == 0;
     default:
       return false;
   }

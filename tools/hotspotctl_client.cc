@@ -53,7 +53,7 @@ nlohmann::json Client::ask(const std::string& verb, const nlohmann::json& argume
   } catch (const nlohmann::json::exception&) {
     throw Failure("a value is not valid UTF-8 text");
   }
-  if (request.overflowed()) throw Failure("the request is too long");
+  if (!request.fits()) throw Failure("the request is too long");
   connectOnce();
   const std::string& wire = request.encode();
   // A refused connection is answered and closed before anything is read of it.

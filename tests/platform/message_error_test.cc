@@ -86,7 +86,7 @@ TEST(MessageError, WireFormIsTwoReservedFields) {
   nv::message msg;
   nv::setError(&msg, 0xfe0001, "no");
   EXPECT_EQ(toHex(msg.encode()),
-            "01 00 00 16 08 ff 01 00 00 04 00 fe 00 01 20 ff 01 01 00 02 6e 6f");
+            "01 00 00 1a 08 ff 01 00 00 00 00 04 00 fe 00 01 20 ff 01 01 00 00 00 02 6e 6f");
 }
 
 }  // namespace

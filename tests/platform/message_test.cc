@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <stdexcept>
 #include <utility>
 
 #include "host/message.h"
+#include "platform/message_layout.h"
 
 namespace {
 
@@ -20,8 +22,8 @@ constexpr std::uint32_t kText = 0x20000101;
 constexpr std::uint32_t kBytes = 0x30000101;
 constexpr std::uint32_t kArray = 0x88000101;
 
-// A field takes 6 bytes beside its value, a message 4 beside its fields.
-constexpr std::size_t kLongestValue = nv::kMaxMessageBytes - 10;
+// A field takes 8 bytes beside its value, a message 4 beside its fields.
+constexpr std::size_t kLongestSent = nv::kMaxMessageBytes - 12;
 
 nv::message oneOfEach() {
   nv::message msg;
@@ -49,7 +51,7 @@ TEST(Message, KeepsAValueOfEachType) { expectOneOfEach(oneOfEach()); }
 TEST(Message, NewOneHoldsNothing) {
   const nv::message msg;
   EXPECT_EQ(msg.ids(), Ids{});
-  EXPECT_FALSE(msg.overflowed());
+  EXPECT_TRUE(msg.fits());
   for (const std::uint32_t id : {kFlag, kNumber, kLong, kText, kBytes, kArray}) {
     EXPECT_EQ(msg.size_field(id), 0U);
   }
@@ -119,7 +121,7 @@ TEST(Message, InsertWithAnIdOfAnotherTypeIsIgnored) {
     }
   }
   EXPECT_EQ(msg.ids(), Ids{});
-  EXPECT_FALSE(msg.overflowed());
+  EXPECT_TRUE(msg.fits());
 }
 
 TEST(Message, InsertWithAnIdOfAnotherTypeLeavesTheFieldThatIsThere) {
@@ -289,101 +291,114 @@ TEST(Message, ErasedFieldComesBackAtTheEnd) {
   EXPECT_EQ(msg.ids(), (Ids{kNumber, kLong, kText, kBytes, kArray, kFlag}));
 }
 
-TEST(MessageLimit, LongestValueFits) {
+TEST(MessageLimit, LongestValueThatCanBeSent) {
   nv::message msg;
-  msg.insert_string(kText, std::string(kLongestValue, 'x'));
-  EXPECT_FALSE(msg.overflowed());
+  msg.insert_string(kText, std::string(kLongestSent, 'x'));
+  EXPECT_TRUE(msg.fits());
   EXPECT_EQ(msg.encode().size(), nv::kMaxMessageBytes);
   nv::message again;
   ASSERT_TRUE(again.decode(msg.encode().data(), msg.encode().size()));
-  EXPECT_EQ(again.get_string(kText, ""), std::string(kLongestValue, 'x'));
+  EXPECT_EQ(again.get_string(kText, ""), std::string(kLongestSent, 'x'));
 }
 
-TEST(MessageLimit, ValueOneByteTooLongIsLeftOut) {
+TEST(MessageLimit, OneByteMoreIsKeptButCannotBeSent) {
   nv::message msg;
   msg.insert_u32(kNumber, 1);
-  msg.insert_string(kText, std::string(kLongestValue - 10 + 1, 'x'));
-  EXPECT_TRUE(msg.overflowed());
-  EXPECT_EQ(msg.ids(), Ids{kNumber});
-  nv::message fits;
-  fits.insert_u32(kNumber, 1);
-  fits.insert_string(kText, std::string(kLongestValue - 10, 'x'));
-  EXPECT_FALSE(fits.overflowed());
-  EXPECT_EQ(fits.encode().size(), nv::kMaxMessageBytes);
+  msg.insert_string(kText, std::string(kLongestSent - 12, 'x'));
+  EXPECT_TRUE(msg.fits());
+  EXPECT_EQ(msg.encode().size(), nv::kMaxMessageBytes);
+  msg.insert_string(kText, std::string(kLongestSent - 12 + 1, 'y'));
+  EXPECT_FALSE(msg.fits());
+  EXPECT_EQ(msg.get_string(kText, ""), std::string(kLongestSent - 12 + 1, 'y'));
+  EXPECT_EQ(msg.get_u32(kNumber, 0), 1U);
+  EXPECT_EQ(msg.ids(), (Ids{kNumber, kText}));
 }
 
-TEST(MessageLimit, OverlongValueOfEachTypeIsLeftOut) {
-  for (const std::size_t length : {kLongestValue + 1, std::size_t{65536}, std::size_t{65542},
-                                   std::size_t{131072 + 4}, std::size_t{1000000}}) {
+// Around every length at which a count of 2 or 3 bytes would wrap.
+TEST(MessageLimit, LongValueOfEachTypeIsKept) {
+  for (const std::size_t length :
+       {kLongestSent + 4, std::size_t{65536}, std::size_t{65540}, std::size_t{131076},
+        std::size_t{0xfffff4}, std::size_t{0xfffffc}, std::size_t{0x1000000},
+        std::size_t{0x1000004}}) {
     SCOPED_TRACE(length);
-    nv::message text;
-    text.insert_string(kText, std::string(length, 'x'));
-    EXPECT_TRUE(text.overflowed());
-    nv::message raw;
-    raw.insert_raw(kBytes, Raw(length, 1));
-    EXPECT_TRUE(raw.overflowed());
-    nv::message array;
-    array.insert_u32_array(kArray, Words(length / 4 + 1, 1));
-    EXPECT_TRUE(array.overflowed());
-    EXPECT_EQ(text.ids(), Ids{});
-    EXPECT_EQ(raw.ids(), Ids{});
-    EXPECT_EQ(array.ids(), Ids{});
+    nv::message msg;
+    msg.insert_bool(kFlag, true);
+    msg.insert_string(kText, std::string(length, 'x'));
+    EXPECT_FALSE(msg.fits());
+    msg.insert_raw(kBytes, Raw(length, 1));
+    msg.insert_u32_array(kArray, Words(length / 4, 0x01020304));
+    msg.insert_u64(kLong, 2);
+    EXPECT_TRUE(msg.get_string(kText, "") == std::string(length, 'x'));
+    EXPECT_TRUE(msg.get_raw(kBytes, {}) == Raw(length, 1));
+    EXPECT_TRUE(msg.get_u32_array(kArray, {}) == Words(length / 4, 0x01020304));
+    EXPECT_EQ(msg.get_u64(kLong, 0), 2U);
+    EXPECT_EQ(msg.ids(), (Ids{kFlag, kText, kBytes, kArray, kLong}));
+    msg.erase(kText);
+    EXPECT_EQ(msg.ids(), (Ids{kFlag, kBytes, kArray, kLong}));
   }
 }
 
-TEST(MessageLimit, LongestArrayFits) {
-  nv::message msg;
-  msg.insert_u32_array(kArray, Words(kLongestValue / 4, 5));
-  EXPECT_FALSE(msg.overflowed());
-  EXPECT_EQ(msg.get_u32_array(kArray, {}), Words(kLongestValue / 4, 5));
-}
-
-TEST(MessageLimit, ReplacementThatIsTooLongKeepsTheOldValue) {
+TEST(MessageLimit, LongValueIsReplacedInPlace) {
   nv::message msg;
   msg.insert_string(kText, "old");
   msg.insert_u32(kNumber, 2);
-  msg.insert_string(kText, std::string(kLongestValue, 'x'));
-  EXPECT_TRUE(msg.overflowed());
-  EXPECT_EQ(msg.get_string(kText, ""), "old");
+  msg.insert_string(kText, std::string(2000000, 'x'));
+  EXPECT_EQ(msg.get_string(kText, ""), std::string(2000000, 'x'));
   EXPECT_EQ(msg.get_u32(kNumber, 0), 2U);
+  EXPECT_FALSE(msg.fits());
+  msg.insert_string(kText, "new");
+  EXPECT_EQ(msg.get_string(kText, ""), "new");
+  EXPECT_EQ(msg.get_u32(kNumber, 0), 2U);
+  EXPECT_EQ(msg.ids(), (Ids{kText, kNumber}));
 }
 
-TEST(MessageLimit, ReplacementCountsWithoutTheOldValue) {
+// Whether a message can be sent is about what it holds now, not what it once held.
+TEST(MessageLimit, FitsFollowsTheContent) {
   nv::message msg;
-  msg.insert_string(kText, std::string(kLongestValue, 'x'));
-  msg.insert_string(kText, std::string(kLongestValue, 'y'));
-  EXPECT_FALSE(msg.overflowed());
-  EXPECT_EQ(msg.get_string(kText, ""), std::string(kLongestValue, 'y'));
-}
-
-TEST(MessageLimit, FixedSizeFieldsOverflowToo) {
-  nv::message msg;
-  msg.insert_string(kText, std::string(kLongestValue - 7, 'x'));
-  msg.insert_u32(kNumber, 1);
-  EXPECT_TRUE(msg.overflowed());
+  msg.insert_string(kText, std::string(kLongestSent, 'x'));
   msg.insert_bool(kFlag, true);
-  EXPECT_TRUE(msg.get_bool(kFlag, false));
-  EXPECT_EQ(msg.encode().size(), nv::kMaxMessageBytes);
-  EXPECT_EQ(msg.ids(), (Ids{kText, kFlag}));
+  EXPECT_FALSE(msg.fits());
+  msg.erase(kFlag);
+  EXPECT_TRUE(msg.fits());
+  nv::message again;
+  EXPECT_TRUE(again.decode(msg.encode().data(), msg.encode().size()));
+
+  msg.insert_u32(kNumber, 1);
+  nv::message copy = msg;
+  EXPECT_FALSE(copy.fits());
+  const nv::message taken = std::move(copy);
+  EXPECT_FALSE(taken.fits());
+  EXPECT_TRUE(copy.fits());
+  EXPECT_FALSE(msg.decode("", 0));
+  EXPECT_TRUE(msg.fits());
 }
 
-TEST(MessageLimit, OverflowStaysUntilTheContentIsReplaced) {
-  nv::message msg;
-  msg.insert_u32(kNumber, 1);
-  msg.insert_string(kText, std::string(kLongestValue, 'x'));
-  msg.insert_string(kText, "short");
-  msg.erase(kNumber);
-  EXPECT_TRUE(msg.overflowed());
-  nv::message copy = msg;
-  EXPECT_TRUE(copy.overflowed());
-  nv::message taken = std::move(copy);
-  EXPECT_TRUE(taken.overflowed());
-  EXPECT_FALSE(copy.overflowed());
-  const nv::message plain = oneOfEach();
-  ASSERT_TRUE(taken.decode(plain.encode().data(), plain.encode().size()));
-  EXPECT_FALSE(taken.overflowed());
-  EXPECT_FALSE(msg.decode("", 0));
-  EXPECT_FALSE(msg.overflowed());
+TEST(MessageLimit, DecodingRefusesWhatCannotBeSent) {
+  // The last two are longer than the 3 bytes of the header's length can say: 4 bytes and the
+  // longest message would be left of it.
+  for (const std::size_t length : {kLongestSent + 1, std::size_t{65536}, std::size_t{0x1000000 - 8},
+                                   std::size_t{0x1000000 + kLongestSent}}) {
+    SCOPED_TRACE(length);
+    nv::message msg;
+    msg.insert_string(kText, std::string(length, 'x'));
+    EXPECT_FALSE(msg.fits());
+    nv::message again;
+    EXPECT_FALSE(again.decode(msg.encode().data(), msg.encode().size()));
+    EXPECT_EQ(again.ids(), Ids{});
+    for (const std::size_t sent : {std::size_t{4}, std::size_t{12}, nv::kMaxMessageBytes}) {
+      EXPECT_FALSE(again.decode(msg.encode().data(), sent)) << sent;
+    }
+  }
+}
+
+TEST(MessageLimit, FourGigabytesAreNoValue) {
+  constexpr std::size_t kLargest = 0xffffffff;
+  EXPECT_EQ(nv::layout::lengthWord(0), 0U);
+  EXPECT_EQ(nv::layout::lengthWord(kLargest), 0xffffffffU);
+  if (sizeof(std::size_t) > 4) {
+    EXPECT_THROW(nv::layout::lengthWord(kLargest + 1), std::length_error);
+    EXPECT_THROW(nv::layout::lengthWord(~std::size_t{0}), std::length_error);
+  }
 }
 
 }  // namespace

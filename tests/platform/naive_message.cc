@@ -83,12 +83,12 @@ std::optional<NaiveFields> naiveDecode(const std::string& bytes) {
   std::set<std::uint64_t> ids;
   std::size_t at = 4;
   while (at < bytes.size()) {
-    if (bytes.size() - at < 6) {
+    if (bytes.size() - at < 8) {
       return std::nullopt;
     }
     const std::uint64_t id = number(bytes.substr(at, 4));
-    const auto length = static_cast<std::size_t>(number(bytes.substr(at + 4, 2)));
-    at += 6;
+    const auto length = static_cast<std::size_t>(number(bytes.substr(at + 4, 4)));
+    at += 8;
     if (bytes.size() - at < length) {
       return std::nullopt;
     }
@@ -105,7 +105,7 @@ std::optional<NaiveFields> naiveDecode(const std::string& bytes) {
 std::string naiveEncode(const NaiveFields& fields) {
   std::string body;
   for (const auto& [id, value] : fields) {
-    body += bytesOfNumber(id, 4) + bytesOfNumber(value.size(), 2) + value;
+    body += bytesOfNumber(id, 4) + bytesOfNumber(value.size(), 4) + value;
   }
   return "\x01" + bytesOfNumber(body.size() + 4, 3) + body;
 }

@@ -211,15 +211,6 @@ TEST(InvalidScenario, HostileNestingIsNoMoreThanInvalid) {
   EXPECT_EQ(replayed.results[1]["name"], nullptr);
 }
 
-TEST(InvalidScenario, ReplyLargerThanAMessage) {
-  Json scenario = {{"name", "n"}};
-  scenario["replies"][0]["fields"]["0x20000454"] = std::string(70000, 'x');
-  const Replayed replayed = replay(scenario.dump() + "\n");
-  EXPECT_EQ(replayed.status, 1);
-  ASSERT_EQ(replayed.results.size(), 1u);
-  EXPECT_EQ(replayed.results[0]["invalid"], "replies[0]: a message holds at most 65536 bytes");
-}
-
 TEST(InvalidScenario, EveryPrefixOfAScenarioIsInvalid) {
   const std::string whole =
       R"({"name":"n","request":{"path":"/login"},"replies":[{"fields":{"0x451":true}}]})";
