@@ -1,0 +1,106 @@
+#include "tests/manager/bench.h"
+
+#include <crypt.h>
+#include <gtest/gtest.h>
+
+#include "manager/admin_protocol.h"
+#include "manager/password.h"
+
+namespace {
+
+const char* const kHeading =
+    "IP address       HW type     Flags       HW address            Mask     Device\n";
+
+}  // namespace
+
+Bench::Parts::Parts(Bench& bench)
+    : store(bench.dir.file("db")),
+      ledger(store, bench.clock, enforcer, bench.base),
+      batch(loop, ledger),
+      users(loop, store),
+      neighbours(bench.clock, bench.dir.file("arp")),
+      portal(ledger, batch, users, neighbours),
+      admin(ledger, batch, enforcer) {
+  ledger.start();
+}
+
+Bench::Bench() { parts = std::make_unique<Parts>(*this); }
+
+void Bench::restart() {
+  parts.reset();
+  parts = std::make_unique<Parts>(*this);
+}
+
+void Bench::runUntil(const std::function<bool()>& isDone) {
+  // A password hash is checked on another thread: its answer is worth waiting for.
+  const auto work = boost::asio::make_work_guard(parts->loop);
+  parts->loop.restart();
+  while (!isDone() && parts->loop.run_one_for(std::chrono::seconds(20)) != 0) {
+  }
+}
+
+nv::message Bench::await(
+    const std::function<void(std::function<void(const nv::message&)>)>& receive) {
+  nv::message reply;
+  bool answered = false;
+  receive([&](const nv::message& message) {
+    reply = message;
+    answered = true;
+  });
+  runUntil([&] { return answered; });
+  EXPECT_TRUE(answered) << "no answer";
+  return reply;
+}
+
+nv::message Bench::ask(const nv::message& request) {
+  return await([&](auto respond) { parts->portal.receive(request, respond); });
+}
+
+nv::message Bench::login(const LoginFields& fields, std::uint32_t client) {
+  return ask(loginOf(fields, client));
+}
+
+nv::message Bench::chapLogin(const std::string& user, const std::string& password,
+                             std::uint32_t client) {
+  const std::string challenge = challengeOf(login({}, client));
+  return login({.user = user, .password = manager::chapAnswer(challenge, password)}, client);
+}
+
+nv::message Bench::command(std::uint32_t command, std::uint32_t client) {
+  return ask(commandOf(command, client));
+}
+
+nv::message Bench::askAdmin(const std::string& verb, const nlohmann::json& arguments) {
+  return await(
+      [&](auto respond) { parts->admin.receive(adminOf(verb, arguments.dump()), respond); });
+}
+
+nlohmann::json Bench::admin(const std::string& verb, const nlohmann::json& arguments) {
+  const nv::message reply = askAdmin(verb, arguments);
+  EXPECT_EQ(errorText(reply), "");
+  return nlohmann::json::parse(reply.get_string(manager::admin::kResult, "null"));
+}
+
+void Bench::addUser(const std::string& name, const std::string& password,
+                    const nlohmann::json& more) {
+  nlohmann::json arguments = more;
+  arguments["name"] = name;
+  arguments["password"] = password;
+  admin("user.add", arguments);
+}
+
+void Bench::addHashedUser(const std::string& name, const std::string& password) {
+  // The least cost that yescrypt has, so that the test is quick.
+  char salt[CRYPT_GENSALT_OUTPUT_SIZE];
+  ASSERT_NE(crypt_gensalt_rn("$y$", 1, nullptr, 0, salt, sizeof salt), nullptr);
+  const auto data = std::make_unique<crypt_data>();
+  admin("user.add",
+        {{"name", name}, {"password-hash", crypt_r(password.c_str(), salt, data.get())}});
+}
+
+void Bench::setMac(const std::string& address, const std::string& mac) {
+  neighbours_[address] = mac;
+  std::string text = kHeading;
+  for (const auto& [ip, hardware] : neighbours_) text += ip + " 0x1 0x2 " + hardware + " * eth0\n";
+  dir.write("arp", text);
+}

@@ -1,0 +1,410 @@
+// The real manager over its sockets.
+
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <set>
+
+#include "manager/admin_protocol.h"
+#include "manager/portal_protocol.h"
+#include "tests/manager/process.h"
+
+namespace {
+
+namespace portal = manager::portal;
+
+class ManagerTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    manager.start();
+    addUser("ann", "secret");
+  }
+
+  void addUser(const std::string& name, const std::string& password) {
+    const nv::message reply = manager.askAdmin(
+        "user.add", "{\"name\":\"" + name + "\",\"password\":\"" + password + "\"}");
+    ASSERT_EQ(errorText(reply), "");
+  }
+
+  nv::message command(std::uint32_t number) { return manager.ask(commandOf(number)); }
+
+  ManagerProcess manager;
+};
+
+TEST_F(ManagerTest, AnswersEveryCommand) {
+  EXPECT_EQ(errorCode(command(portal::kGet)), 0u);
+  EXPECT_EQ(errorCode(command(portal::kStatus)), portal::kErrNotLoggedIn);
+  EXPECT_TRUE(isLoggedIn(manager.chapLogin("ann", "secret")));
+  for (const std::uint32_t number :
+       {portal::kStatus, portal::kGet, portal::kAlogin, portal::kAdvert, portal::kSet}) {
+    const nv::message reply = command(number);
+    EXPECT_EQ(errorCode(reply), 0u) << number;
+    EXPECT_TRUE(isLoggedIn(reply)) << number;
+    EXPECT_EQ(reply.get_string(portal::kUserName, ""), "ann") << number;
+  }
+  EXPECT_EQ(errorCode(command(portal::kLogout)), 0u);
+  EXPECT_FALSE(isLoggedIn(command(portal::kGet)));
+  EXPECT_EQ(errorText(command(77)), "unknown command 77");
+}
+
+TEST_F(ManagerTest, EchoesTheRequestNumberAlsoInErrors) {
+  nv::message request = commandOf(portal::kGet);
+  request.insert_u32(portal::kRequestNumber, 0xfffffffe);
+  EXPECT_EQ(manager.ask(request).get_u32(portal::kRequestNumber, 0), 0xfffffffeu);
+  request.insert_u32(portal::kCommand, 77);
+  EXPECT_EQ(manager.ask(request).get_u32(portal::kRequestNumber, 0), 0xfffffffeu);
+  EXPECT_FALSE(command(portal::kGet).size_u32(portal::kRequestNumber));
+}
+
+TEST_F(ManagerTest, CountsTimesOnTheUptimeClock) {
+  const std::uint32_t before = nv::getUptime();
+  const nv::message reply = manager.chapLogin("ann", "secret");
+  const std::uint32_t login = reply.get_u32(portal::kLoginTime, 0);
+  EXPECT_GE(login, before);
+  EXPECT_LE(login, nv::getUptime());
+}
+
+TEST_F(ManagerTest, KeepsAnAnsweredLoginOverKill) {
+  ASSERT_TRUE(isLoggedIn(manager.chapLogin("ann", "secret")));
+  manager.kill();
+  manager.start();
+  const nv::message reply = command(portal::kStatus);
+  EXPECT_TRUE(isLoggedIn(reply));
+  EXPECT_EQ(reply.get_string(portal::kUserName, ""), "ann");
+}
+
+TEST_F(ManagerTest, KeepsEveryAnsweredLoginWhenKilledUnderLoad) {
+  ASSERT_EQ(errorText(manager.askAdmin("profile.set", R"({"name":"default","shared-users":0})")),
+            "");
+  constexpr std::uint32_t kFirst = 0x7f010000;
+  constexpr int kLogins = 300;
+  std::set<std::uint32_t> answered;
+  {
+    // Many requests under way over one connection, killed with answers outstanding.
+    Connection connection(manager.socket());
+    int sent = 0;
+    const auto sendOne = [&] {
+      nv::message request = loginOf({.user = "ann", .password = "secret", .overHttps = true},
+                                    kFirst + static_cast<std::uint32_t>(sent));
+      request.insert_u32(portal::kRequestNumber, kFirst + static_cast<std::uint32_t>(sent));
+      connection.send(request.encode());
+      ++sent;
+    };
+    while (sent < 20) sendOne();
+    while (sent < kLogins) {
+      const std::optional<nv::message> reply = connection.receive();
+      ASSERT_TRUE(reply);
+      EXPECT_TRUE(isLoggedIn(*reply));
+      answered.insert(reply->get_u32(portal::kRequestNumber, 0));
+      sendOne();
+    }
+    manager.signal(SIGKILL);
+    while (const std::optional<nv::message> reply = connection.receive()) {
+      answered.insert(reply->get_u32(portal::kRequestNumber, 0));
+    }
+    manager.wait();
+  }
+  manager.start();
+  Connection connection(manager.socket());
+  for (const std::uint32_t client : answered) {
+    EXPECT_TRUE(isLoggedIn(connection.ask(commandOf(portal::kGet, client)))) << client;
+  }
+  EXPECT_GE(answered.size(), 280u);
+}
+
+TEST_F(ManagerTest, AnswersManyRequestsOfOneConnectionEachByItsNumber) {
+  Connection connection(manager.socket());
+  constexpr std::uint32_t kRequests = 500;
+  std::set<std::uint32_t> answered;
+  for (std::uint32_t number = 0; number < kRequests; ++number) {
+    nv::message request = commandOf(portal::kGet);
+    request.insert_u32(portal::kRequestNumber, number);
+    connection.send(request.encode());
+    // The socket holds a few of them; read on before it is full.
+    if (number >= 5) {
+      const std::optional<nv::message> reply = connection.receive();
+      ASSERT_TRUE(reply);
+      answered.insert(reply->get_u32(portal::kRequestNumber, 9999));
+    }
+  }
+  while (answered.size() < kRequests) {
+    const std::optional<nv::message> reply = connection.receive();
+    ASSERT_TRUE(reply);
+    answered.insert(reply->get_u32(portal::kRequestNumber, 9999));
+  }
+  EXPECT_EQ(*answered.rbegin(), kRequests - 1);
+}
+
+TEST_F(ManagerTest, RefusesPacketsThatAreNoMessages) {
+  Connection connection(manager.socket());
+  const std::string good = commandOf(portal::kGet).encode();
+  for (std::size_t length = 1; length < good.size(); ++length) {
+    connection.send(good.substr(0, length));
+    const std::optional<nv::message> reply = connection.receive();
+    ASSERT_TRUE(reply) << length;
+    EXPECT_EQ(errorCode(*reply), portal::kErrInternal) << length;
+  }
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    std::string changed = good;
+    changed[i] = static_cast<char>(changed[i] ^ 0x80);
+    connection.send(changed);
+    ASSERT_TRUE(connection.receive()) << "byte " << i;
+  }
+  connection.send(std::string(65537, 'x'));
+  ASSERT_TRUE(connection.receive());
+  connection.send(std::string(100000, '\0'));
+  ASSERT_TRUE(connection.receive());
+  EXPECT_EQ(errorCode(connection.ask(commandOf(portal::kGet))), 0u) << "the connection goes on";
+}
+
+TEST_F(ManagerTest, SurvivesFieldsOfWrongTypesAndSizes) {
+  nv::message request = commandOf(portal::kLogin);
+  request.insert_string(portal::kUserName, std::string(60000, 'u'));
+  request.insert_string(portal::kPassword, std::string(3000, '\0'));
+  request.insert_bool(portal::kOverHttps, true);
+  const nv::message reply = manager.ask(request);
+  EXPECT_EQ(errorCode(reply), portal::kErrInvalidUser);
+  EXPECT_FALSE(reply.size_field(portal::kUserName)) << "nothing that long is sent back";
+}
+
+TEST_F(ManagerTest, OutlivesPeersThatLeaveOrDoNotRead) {
+  for (int i = 0; i < 20; ++i) {
+    Connection leaving(manager.socket());
+    leaving.send(commandOf(portal::kGet).encode());
+  }
+  Connection lazy(manager.socket());
+  for (int i = 0; i < 10; ++i) lazy.send(commandOf(portal::kGet).encode());
+  EXPECT_EQ(errorCode(command(portal::kGet)), 0u);
+  for (int i = 0; i < 10; ++i) EXPECT_TRUE(lazy.receive()) << i;
+}
+
+TEST_F(ManagerTest, MakesItsSocketsForOwnerAndGroupOnly) {
+  for (const std::string& path : {manager.socket(), manager.adminSocket()}) {
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0660u);
+  }
+  for (const char* name : {"manager.db", "manager.db-wal"}) {
+    struct stat status {};
+    ASSERT_EQ(stat(manager.dir.file(name).c_str(), &status), 0) << name;
+    EXPECT_EQ(status.st_mode & 077, 0u) << "passwords are in it: " << name;
+  }
+}
+
+TEST_F(ManagerTest, EndsOnSigtermWithEverythingDurable) {
+  ASSERT_TRUE(isLoggedIn(manager.chapLogin("ann", "secret")));
+  manager.signal(SIGTERM);
+  EXPECT_EQ(manager.wait(), 0);
+  EXPECT_NE(access(manager.socket().c_str(), F_OK), 0) << "the socket files are gone";
+  EXPECT_NE(access(manager.adminSocket().c_str(), F_OK), 0);
+  EXPECT_NE(access(manager.dir.file("manager.db-wal").c_str(), F_OK), 0) << "checkpointed";
+  manager.start();
+  EXPECT_TRUE(isLoggedIn(command(portal::kGet)));
+}
+
+TEST_F(ManagerTest, AnswersOnSigtermWhatItWasAsked) {
+  // A password hash takes a while to check: the signal comes before its answer.
+  const Finished added = manager.ctl({"user", "add", "bob", "--hash"}, "hidden\n");
+  ASSERT_EQ(added.status, 0) << added.err;
+  Connection connection(manager.socket());
+  connection.send(loginOf({.user = "bob", .password = "hidden", .overHttps = true}).encode());
+  connection.send(commandOf(portal::kGet, kOtherClient).encode());
+  ASSERT_TRUE(connection.receive()) << "the second is answered first";
+  manager.signal(SIGTERM);
+  const std::optional<nv::message> reply = connection.receive();
+  ASSERT_TRUE(reply);
+  EXPECT_TRUE(isLoggedIn(*reply) || errorCode(*reply) == portal::kErrShuttingDown)
+      << errorText(*reply);
+  EXPECT_EQ(manager.wait(), 0);
+}
+
+TEST_F(ManagerTest, ReplacesASocketFileThatNobodyAnswersOn) {
+  manager.kill();
+  ASSERT_EQ(access(manager.socket().c_str(), F_OK), 0) << "a killed manager leaves it";
+  manager.start();
+  EXPECT_EQ(errorCode(command(portal::kGet)), 0u);
+}
+
+TEST_F(ManagerTest, LeavesTheSocketOfARunningManagerAlone) {
+  const Finished second =
+      runProgram({HOTSPOT_MANAGER_PATH, "--config", manager.dir.write("other.toml", ""), "--socket",
+                  manager.socket(), "--admin-socket", manager.dir.file("other.sock"), "--database",
+                  manager.dir.file("other.db")});
+  EXPECT_EQ(second.status, 1);
+  EXPECT_NE(second.err.find(manager.socket()), std::string::npos) << second.err;
+  EXPECT_EQ(errorCode(command(portal::kGet)), 0u);
+}
+
+TEST_F(ManagerTest, LeavesAFileThatIsNoSocketAlone) {
+  const std::string path = manager.dir.write("precious", "text");
+  const Finished run =
+      runProgram({HOTSPOT_MANAGER_PATH, "--config", manager.dir.write("other.toml", ""), "--socket",
+                  path, "--admin-socket", manager.dir.file("other.sock"), "--database",
+                  manager.dir.file("other.db")});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(readFile(path), "text");
+}
+
+TEST_F(ManagerTest, RefusesToShareItsDatabase) {
+  const Finished second =
+      runProgram({HOTSPOT_MANAGER_PATH, "--config", manager.dir.write("other.toml", ""), "--socket",
+                  manager.dir.file("a.sock"), "--admin-socket", manager.dir.file("b.sock"),
+                  "--database", manager.dir.file("manager.db")});
+  EXPECT_EQ(second.status, 1);
+  EXPECT_NE(second.err.find("another process"), std::string::npos) << second.err;
+}
+
+// Connects as another user, and says what came of it: 'x' not connected, 'e' answered with an
+// error, 'o' answered well.
+char answerForUser(const std::string& path, uid_t user, const std::vector<gid_t>& groups) {
+  int pipes[2];
+  EXPECT_EQ(pipe(pipes), 0);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    char result = 'x';
+    if (setgroups(groups.size(), groups.data()) == 0 && setgid(65534) == 0 && setuid(user) == 0) {
+      Connection connection(path);
+      if (connection.connected()) {
+        // Who is refused may be told so before there was anything to read.
+        connection.trySend(commandOf(portal::kGet).encode());
+        const std::optional<nv::message> reply = connection.receive();
+        result = reply && errorCode(*reply) == 0 ? 'o' : 'e';
+      }
+    } else {
+      result = '?';
+    }
+    _exit(write(pipes[1], &result, 1) == 1 ? 0 : 1);
+  }
+  waitpid(pid, nullptr, 0);
+  char result = 0;
+  EXPECT_EQ(read(pipes[0], &result, 1), 1);
+  close(pipes[0]);
+  close(pipes[1]);
+  return result;
+}
+
+TEST(ManagerPeers, AreItsOwnUserRootAndTheConfiguredGroup) {
+  constexpr gid_t kGroup = 54321;
+  ManagerProcess manager({"--group", std::to_string(kGroup)});
+  if (geteuid() != 0) {
+    // Only root can give the socket a foreign group, and become another user.
+    ManagerProcess own;
+    own.start();
+    EXPECT_EQ(errorCode(own.ask(commandOf(portal::kGet))), 0u);
+    return;
+  }
+  manager.start();
+  struct stat status {};
+  ASSERT_EQ(stat(manager.socket().c_str(), &status), 0);
+  EXPECT_EQ(status.st_gid, kGroup);
+  // The file's mode refuses strangers already; opened wide, the credentials do.
+  chmod(manager.dir.file("").c_str(), 0755);
+  EXPECT_EQ(answerForUser(manager.socket(), 65534, {}), 'x');
+  chmod(manager.socket().c_str(), 0666);
+  chmod(manager.adminSocket().c_str(), 0666);
+  EXPECT_EQ(answerForUser(manager.socket(), 65534, {}), 'e');
+  EXPECT_EQ(answerForUser(manager.socket(), 65534, {kGroup}), 'o');
+  EXPECT_EQ(answerForUser(manager.adminSocket(), 65534, {kGroup}), 'e') << "not its group";
+  EXPECT_EQ(errorCode(manager.ask(commandOf(portal::kGet))), 0u);
+  EXPECT_NE(manager.log().find("refused a connection of user 65534"), std::string::npos);
+}
+
+TEST(ManagerDisk, FullOfDataFailsClearlyAndRecovers) {
+  ManagerProcess manager;
+  manager.start();
+  manager.askAdmin("user.add", R"({"name":"ann","password":"secret"})");
+  manager.askAdmin("profile.set", R"({"name":"default","shared-users":0})");
+  ASSERT_TRUE(isLoggedIn(manager.chapLogin("ann", "secret")));
+  // From now on no file of the manager can grow.
+  struct stat status {};
+  ASSERT_EQ(stat(manager.dir.file("manager.db-wal").c_str(), &status), 0);
+  const rlimit full{static_cast<rlim_t>(status.st_size) + 100, RLIM_INFINITY};
+  ASSERT_EQ(prlimit(manager.pid(), RLIMIT_FSIZE, &full, nullptr), 0);
+
+  Connection connection(manager.socket());
+  const auto logIn = [&](std::uint32_t client) {
+    return connection.ask(
+        loginOf({.user = "ann", .password = "secret", .overHttps = true}, client));
+  };
+  for (std::uint32_t client = 0x7f020000; client < 0x7f020010; ++client) {
+    const nv::message reply = logIn(client);
+    EXPECT_FALSE(isLoggedIn(reply));
+    EXPECT_EQ(errorCode(reply), portal::kErrInternal);
+    EXPECT_EQ(errorText(reply), "hotspot manager cannot write its database");
+    EXPECT_FALSE(isLoggedIn(connection.ask(commandOf(portal::kGet, client)))) << "nor half";
+  }
+  EXPECT_TRUE(isLoggedIn(connection.ask(commandOf(portal::kStatus)))) << "what was is answered";
+  EXPECT_EQ(errorCode(manager.askAdmin("user.add", R"({"name":"bob","password":"x"})")),
+            manager::admin::kErrStore);
+  EXPECT_NE(manager.log().find("manager.db"), std::string::npos) << manager.log();
+
+  const rlimit space{RLIM_INFINITY, RLIM_INFINITY};
+  ASSERT_EQ(prlimit(manager.pid(), RLIMIT_FSIZE, &space, nullptr), 0);
+  EXPECT_TRUE(isLoggedIn(logIn(0x7f020100)));
+  manager.kill();
+  manager.start();
+  EXPECT_TRUE(isLoggedIn(manager.ask(commandOf(portal::kGet))));
+  EXPECT_TRUE(isLoggedIn(manager.ask(commandOf(portal::kGet, 0x7f020100))));
+  EXPECT_FALSE(isLoggedIn(manager.ask(commandOf(portal::kGet, 0x7f020001))));
+}
+
+TEST(ManagerSettings, ComeFromTheFileAndAreChecked) {
+  const TemporaryDir dir;
+  const auto check = [&](const std::string& text) {
+    return runProgram(
+        {HOTSPOT_MANAGER_PATH, "--config", dir.write("m.toml", text), "--check-config"});
+  };
+  const Finished good = check(
+      "socket = \"/tmp/x\"\ntrial = true\ncookie-lifetime = 60\nserver-address = \"10.5.50.1\"\n");
+  EXPECT_EQ(good.status, 0) << good.err;
+  const std::pair<const char*, const char*> wrong[] = {
+      {"\nserver-address = \"10.5\"\n", "m.toml:2"},
+      {"colour = \"red\"\n", "colour"},
+      {"trial = \"often\"\n", "trial"},
+      {"cookie-lifetime = -1\n", "cookie-lifetime"},
+      {"log-level = \"loud\"\n", "log-level"},
+      {"group = \"no-such-group\"\n", "no-such-group"},
+      {"html-dir = \"pages\"\n", "html-dir"},
+      {"socket = \n", "m.toml:1"}};
+  for (const auto& [text, expected] : wrong) {
+    const Finished run = check(text);
+    EXPECT_NE(run.status, 0) << text;
+    EXPECT_NE(run.err.find(expected), std::string::npos) << text << run.err;
+  }
+}
+
+TEST(ManagerSettings, ApplyFromTheFile) {
+  ManagerProcess manager({"--trial", "--server-name", "Lobby"});
+  manager.start();
+  const nv::message reply = manager.ask(commandOf(portal::kGet));
+  EXPECT_EQ(reply.get_string(portal::kServerName, ""), "Lobby");
+  EXPECT_EQ(reply.get_u32(portal::kOptionBits, 0), portal::kOptionTrial);
+}
+
+TEST(ManagerHelp, NamesItsOptionsAndVersion) {
+  const Finished help = runProgram({HOTSPOT_MANAGER_PATH, "--help"});
+  EXPECT_EQ(help.status, 0);
+  for (const char* option : {"--socket", "--admin-socket", "--database", "--check-config"}) {
+    EXPECT_NE(help.out.find(option), std::string::npos) << option;
+  }
+  const Finished version = runProgram({HOTSPOT_MANAGER_PATH, "--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_NE(version.out.find("hotspot-manager "), std::string::npos);
+}
+
+TEST(ManagerStart, FailsWithOneLine) {
+  const TemporaryDir dir;
+  const Finished run = runProgram({HOTSPOT_MANAGER_PATH, "--config", dir.write("m.toml", ""),
+                                   "--socket", dir.file("s"), "--admin-socket", dir.file("a"),
+                                   "--database", dir.file("none/db")});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.err.find(dir.file("none/db")), std::string::npos) << run.err;
+  EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+}
+
+}  // namespace
