@@ -79,6 +79,17 @@ TEST(Dispatch, FileOfAFailedLookUpIsReplacedByTheErrorPage) {
   }
 }
 
+TEST(Dispatch, ErrorPageOfAFailedLookUpHasNoFallback) {
+  Visit visit;
+  visit.pages.write("redirect.html", "redirect");
+  visit.pages.write("help.html", "help");
+  visit.req.path = "help.html";
+  visit.reply().error(1, "broken");
+  visit.serve();
+  EXPECT_EQ(visit.resp.errors, (Answers{{404, ""}}));
+  EXPECT_EQ(visit.body(), "");
+}
+
 TEST(Dispatch, FileHasNoFallbackAndMayBeCached) {
   Visit missing;
   missing.pages.write("redirect.html", "redirect");
