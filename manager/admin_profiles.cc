@@ -127,7 +127,7 @@ Json Admin::listProfiles(const Json& arguments) {
   Json rows = Json::array();
   std::size_t bytes = 0;
   // Addresses make a profile long: as many rows as surely fit a message.
-  constexpr std::size_t kMaxBytes = 24 * 1024;
+  constexpr std::size_t kMaxBytes = std::size_t{24} * 1024;
   auto at = profiles.upper_bound(textArgument(arguments, "after", ""));
   std::string last;
   for (; at != profiles.end() && bytes < kMaxBytes; ++at) {

@@ -25,9 +25,9 @@ Json Admin::setServer(const Json& arguments) {
   ServerSettings checked = ledger_.settings();
   std::string why;
   for (const auto& [name, value] : arguments.items()) {
-    if (!value.is_string()) throw AdminRefusal(name + " must be given as a text");
+    if (!value.is_string()) throw AdminRefusal("\"" + name + "\" must be a text");
     if (!setServerSetting(&checked, name, value.get<std::string>(), &why)) {
-      throw AdminRefusal(name + ": " + why);
+      throw AdminRefusal(std::string(name).append(": ").append(why));
     }
   }
   for (const auto& [name, value] : arguments.items()) {

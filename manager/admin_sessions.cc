@@ -122,7 +122,7 @@ Json Admin::reportSession(const Json& arguments) {
   if (session.counters != before) session.lastActiveAt = ledger_.now();
   ledger_.update(session);
   counters_.report(session.address, session.counters);
-  const Json shown = sessionJson(session);
+  Json shown = sessionJson(session);
   // The report may say that a limit was reached: the session ends for that at once.
   if (overdue(session, ledger_.now())) ledger_.end(session.address, EndReason::kTraffic);
   return shown;

@@ -19,7 +19,7 @@ Challenge Challenges::issue(std::uint32_t client, std::int64_t nowSecs) {
   }
   std::deque<Issued>& issued = clients_[client].issued;
   if (issued.size() >= kPerClient) issued.pop_front();
-  const Challenge challenge = static_cast<char>(nextId_++) + randomBytes(kChallengeBytes);
+  Challenge challenge = static_cast<char>(nextId_++) + randomBytes(kChallengeBytes);
   issued.push_back({challenge, nowSecs});
   return challenge;
 }
