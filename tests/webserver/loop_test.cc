@@ -1,0 +1,104 @@
+#include "webserver/loop.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <boost/asio/post.hpp>
+#include <future>
+#include <set>
+#include <thread>
+
+namespace web {
+namespace {
+
+TEST(Loop, RunsHandlersOnTheCallersThreadUntilStopped) {
+  Loop loop;
+  int count = 0;
+  boost::asio::post(loop.context(), [&] {
+    EXPECT_TRUE(loop.leading());
+    ++count;
+    boost::asio::post(loop.context(), [&] {
+      ++count;
+      loop.stop();
+    });
+  });
+  loop.run();
+  EXPECT_EQ(count, 2);
+  EXPECT_FALSE(loop.leading());
+}
+
+TEST(Loop, GoesOnWhileAHandlerIsBlocked) {
+  Loop loop;
+  std::promise<void> release;
+  std::thread::id blocked;
+  std::thread::id other;
+  boost::asio::post(loop.context(), [&] {
+    blocked = std::this_thread::get_id();
+    ASSERT_TRUE(loop.stepAside());
+    EXPECT_FALSE(loop.leading());
+    EXPECT_TRUE(loop.stepAside()) << "a second time changes nothing";
+    release.get_future().wait();
+    boost::asio::post(loop.context(), [&] {
+      EXPECT_TRUE(loop.leading());
+      loop.stop();
+    });
+  });
+  boost::asio::post(loop.context(), [&] {
+    other = std::this_thread::get_id();
+    release.set_value();
+  });
+  loop.run();
+  EXPECT_NE(blocked, other);
+}
+
+TEST(Loop, ManyMayBlockAtOnceAndOneAtATimeLeads) {
+  constexpr int kBlocked = 100;
+  Loop loop;
+  std::promise<void> release;
+  const std::shared_future<void> released(release.get_future());
+  std::atomic<int> leaders{0};
+  int started = 0;
+  std::atomic<int> finished{0};
+  for (int i = 0; i < kBlocked; ++i) {
+    boost::asio::post(loop.context(), [&, released] {
+      EXPECT_EQ(++leaders, 1);
+      ++started;
+      --leaders;
+      ASSERT_TRUE(loop.stepAside());
+      released.wait();
+      if (++finished == kBlocked) boost::asio::post(loop.context(), [&] { loop.stop(); });
+    });
+  }
+  boost::asio::post(loop.context(), [&] {
+    EXPECT_EQ(started, kBlocked);
+    release.set_value();
+  });
+  loop.run();
+  EXPECT_EQ(finished, kBlocked);
+}
+
+TEST(Loop, SparesAreUsedAgain) {
+  Loop loop;
+  std::set<std::thread::id> threads;
+  std::mutex mutex;
+  int left = 200;
+  std::function<void()> next = [&] {
+    ASSERT_TRUE(loop.stepAside());
+    {
+      const std::lock_guard lock(mutex);
+      threads.insert(std::this_thread::get_id());
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    if (--left > 0) {
+      boost::asio::post(loop.context(), next);
+    } else {
+      boost::asio::post(loop.context(), [&] { loop.stop(); });
+    }
+  };
+  boost::asio::post(loop.context(), next);
+  loop.run();
+  EXPECT_LT(threads.size(), 20u);
+}
+
+}  // namespace
+}  // namespace web

@@ -1,0 +1,158 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <list>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "tests/webserver/http_client.h"
+#include "tests/webserver/scripted_manager.h"
+#include "tests/webserver/server_process.h"
+
+namespace {
+
+class Manager : public ::testing::Test {
+ protected:
+  void start(const std::string& toml) {
+    server_.settings("manager-socket = \"" + manager_.path() + "\"\n" + toml);
+    server_.start();
+  }
+
+  // Keeps every request until release().
+  ScriptedManager::Handler holding() {
+    return [this](int connection, const nv::message& request) {
+      const std::lock_guard lock(mutex_);
+      if (released_) {
+        ScriptedManager::send(connection, ScriptedManager::replyTo(request, "late"));
+      } else {
+        held_.emplace_back(connection, request);
+      }
+    };
+  }
+  std::size_t held() {
+    const std::lock_guard lock(mutex_);
+    return held_.size();
+  }
+  void release() {
+    const std::lock_guard lock(mutex_);
+    released_ = true;
+    for (const auto& [connection, request] : held_) {
+      ScriptedManager::send(connection, ScriptedManager::replyTo(request, "late"));
+    }
+    held_.clear();
+  }
+
+  ScriptedManager manager_;
+  ServerProcess server_;
+  std::mutex mutex_;
+  std::vector<std::pair<int, nv::message>> held_;
+  bool released_ = false;
+};
+
+TEST_F(Manager, RepliesReachTheServlet) {
+  manager_.start(ScriptedManager::answering("hello"));
+  start("workers = 2\n");
+  HttpClient client(server_.port());
+  for (int i = 0; i < 50; ++i) ASSERT_EQ(client.get("/ask?5000").body, "reply hello");
+}
+
+TEST_F(Manager, ThatIsDownIsToldAtOnceAndFoundWhenItComes) {
+  start("workers = 1\n");
+  EXPECT_EQ(fetch(server_.port(), "/ask?18000").body,
+            "error 16646145 hotspot manager is not reachable");
+  manager_.start(ScriptedManager::answering("hello"));
+  EXPECT_EQ(fetch(server_.port(), "/ask?5000").body, "reply hello");
+  manager_.stop();
+  EXPECT_EQ(fetch(server_.port(), "/ask?5000").body,
+            "error 16646145 hotspot manager is not reachable");
+  manager_.start(ScriptedManager::answering("again"));
+  EXPECT_EQ(fetch(server_.port(), "/ask?5000").body, "reply again");
+}
+
+TEST_F(Manager, ThatIsSilentCostsTheRequestItsTimeAndNoMore) {
+  manager_.start(holding());
+  start("workers = 1\n");
+  EXPECT_EQ(fetch(server_.port(), "/ask?100").body,
+            "error 16646146 hotspot manager did not answer in time");
+}
+
+TEST_F(Manager, MayKeepManyWaitingWhileOthersAreServed) {
+  constexpr std::size_t kWaiting = 200;
+  manager_.start(holding());
+  start("workers = 2\n");
+  std::list<HttpClient> waiting;
+  for (std::size_t i = 0; i < kWaiting; ++i) {
+    ASSERT_TRUE(waiting.emplace_back(server_.port()).send(getText("/ask?18000")));
+  }
+  ASSERT_TRUE(eventually([&] { return held() == kWaiting; })) << held();
+  for (int i = 0; i < 200; ++i) ASSERT_EQ(fetch(server_.port(), "/big?9").status, 200);
+  release();
+  for (HttpClient& each : waiting) EXPECT_EQ(each.answer().body, "reply late");
+  // Their connections go on.
+  for (HttpClient& each : waiting) EXPECT_EQ(each.get("/big?3").body, "bbb");
+}
+
+TEST_F(Manager, RequestBeyondThoseThatMayWaitIsTurnedAwayAtOnce) {
+  manager_.start(holding());
+  start("workers = 2\nmax-waiting = 10\n");
+  std::list<HttpClient> waiting;
+  for (int i = 0; i < 10; ++i) {
+    ASSERT_TRUE(waiting.emplace_back(server_.port()).send(getText("/ask?18000")));
+  }
+  ASSERT_TRUE(eventually([&] { return held() == 10; }));
+  HttpClient client(server_.port());
+  const HttpAnswer answer = client.get("/ask?18000");
+  EXPECT_EQ(answer.status, 503);
+  EXPECT_TRUE(answer.has("Retry-After: 5"));
+  EXPECT_EQ(answer.body.find("reply"), std::string::npos);
+  EXPECT_EQ(held(), 10u) << "the manager was not asked";
+  EXPECT_EQ(client.get("/big?1").status, 200);
+  release();
+  for (HttpClient& each : waiting) EXPECT_EQ(each.answer().body, "reply late");
+  EXPECT_EQ(client.get("/ask?18000").body, "reply late");
+}
+
+TEST_F(Manager, PlacesOfAKilledWorkersWaitersAreFreeAgain) {
+  manager_.start(holding());
+  start("workers = 1\nmax-waiting = 3\n");
+  std::list<HttpClient> waiting;
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(waiting.emplace_back(server_.port()).send(getText("/ask?18000")));
+  }
+  ASSERT_TRUE(eventually([&] { return held() == 3; }));
+  ASSERT_EQ(fetch(server_.port(), "/ask?18000").status, 503);
+  kill(server_.workers().at(0), SIGKILL);
+  for (HttpClient& each : waiting) EXPECT_EQ(each.answer().status, 0);
+  release();
+  EXPECT_TRUE(eventually([&] { return fetch(server_.port(), "/ask?5000").body == "reply late"; }));
+}
+
+TEST_F(Manager, ClientThatLeavesWhileItsRequestWaitsHurtsNobody) {
+  manager_.start(holding());
+  start("workers = 1\n");
+  for (int i = 0; i < 20; ++i) {
+    HttpClient client(server_.port());
+    ASSERT_TRUE(client.send(getText("/ask?18000")));
+    ASSERT_TRUE(eventually([&] { return held() > static_cast<std::size_t>(i); }));
+  }
+  release();
+  EXPECT_EQ(fetch(server_.port(), "/ask?5000").body, "reply late");
+  EXPECT_EQ(server_.log().find("error"), std::string::npos) << server_.log();
+}
+
+TEST_F(Manager, PipelinedRequestsBehindAWaitingOneKeepTheirOrder) {
+  manager_.start(holding());
+  start("workers = 1\n");
+  HttpClient client(server_.port());
+  ASSERT_TRUE(client.send(getText("/ask?18000") + getText("/big?1") + getText("/ask?18000") +
+                          getText("/big?2")));
+  ASSERT_TRUE(eventually([&] { return held() == 1; }));
+  release();
+  EXPECT_EQ(client.answer().body, "reply late");
+  EXPECT_EQ(client.answer().body, "b");
+  EXPECT_EQ(client.answer().body, "reply late");
+  EXPECT_EQ(client.answer().body, "bb");
+}
+
+}  // namespace
