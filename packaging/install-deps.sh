@@ -16,10 +16,9 @@ TEXT
 build=(
   g++ cmake ninja-build ccache ca-certificates openssl
   libboost1.81-dev libssl-dev libcli11-dev libspdlog-dev libtomlplusplus-dev
-  nlohmann-json3-dev libsqlite3-dev libcrypt-dev
-  libgtest-dev)  # the tests are configured with everything else
+  nlohmann-json3-dev libsqlite3-dev libcrypt-dev)
 test=(
-  googletest chromium fonts-dejavu-core curl python3 binutils procps
+  libgtest-dev googletest chromium fonts-dejavu-core curl python3 binutils procps
   clang-format clang-tidy)
 
 fail() {

@@ -100,8 +100,10 @@
     sent.submit();
   });
 
-  // A page taken from the browser's store holds a challenge that was used already.
+  // A page that the browser kept and shows again on the way back holds a challenge that was used
+  // already.
   window.addEventListener("pageshow", function (event) {
-    if (event.persisted) location.replace(form.action);
+    var back = window.performance && performance.navigation && performance.navigation.type === 2;
+    if (event.persisted || back) location.replace(form.action);
   });
 })();

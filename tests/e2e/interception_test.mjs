@@ -41,7 +41,7 @@ test("interception: HTTPS leads to the login page over HTTPS and ends the connec
   const answer = await intercepted(portal.tlsPort, "www.example.com", { tls: true, path: "/a" });
   assert.equal(answer.status, 302);
   assert.match(answer.headers.location,
-    /^https:\/\/127\.0\.0\.1:\d+\/login\?dst=https%3A%2F%2Fwww\.example\.com%2Fa$/);
+    /^https:\/\/portal\.example\.net\/login\?dst=https%3A%2F%2Fwww\.example\.com%2Fa$/);
   assert.equal(answer.headers.connection, "close");
 });
 
@@ -55,9 +55,9 @@ test("interception: any path of another site is redirected, also one of the port
 test("interception: a line break in the path does not reach the headers", async () => {
   const answer = await intercepted(portal.port, "www.example.com",
     { path: "/%0d%0aSet-Cookie:%20evil=1%0d%0a%0d%0a<script>" });
-  assert.ok([302, 400].includes(answer.status));
+  assert.equal(answer.status, 302);
   assert.equal(answer.headers["set-cookie"], undefined);
-  assert.doesNotMatch(answer.body, /<script>[^(]*<\/p>/);
+  assert.match(answer.headers.location, /%250D%250ASet-Cookie|%0D%0ASet-Cookie/);
 });
 
 test("interception: an absolute address on the request line counts as the host", async () => {

@@ -70,6 +70,9 @@ class Service {
 const toml = (settings) =>
   Object.entries(settings).map(([key, value]) => `${key} = ${JSON.stringify(value)}\n`).join("");
 
+// Links name the portal without a port, so a test reads their names and paths but goes to its own ports.
+const kName = "portal.example.net";
+
 const kListeners = [
   { tls: false },
   { tls: true },
@@ -104,6 +107,7 @@ export class Portal {
       "manager-socket": this.file("portal.sock"),
       certificate: this.file("cert.pem"),
       key: this.file("key.pem"),
+      "server-names": [kName],
       workers: 2,
       ...web,
     }) + listeners.join(""));
@@ -114,14 +118,14 @@ export class Portal {
       return found.length === kListeners.length && found.map((match) => Number(match[1]));
     });
     [this.port, this.tlsPort, this.advertPort, this.afterLoginPort] = ports;
-    this.url = `http://127.0.0.1:${this.port}/`;
+    this.url = `http://${kName}/`;
 
     fs.writeFileSync(this.file("manager.toml"), toml({
       socket: this.file("portal.sock"),
       "admin-socket": this.file("admin.sock"),
       database: this.file("manager.db"),
       "html-dir": pages,
-      "dns-name": `127.0.0.1:${this.port}`,
+      "dns-name": kName,
       ...manager,
     }));
     await this.startManager();
