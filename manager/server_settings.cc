@@ -1,6 +1,7 @@
 #include "manager/server_settings.h"
 
 #include <charconv>
+#include <string_view>
 
 #include "manager/address_text.h"
 
@@ -40,14 +41,20 @@ const Setting* findSetting(const std::string& name) {
   return nullptr;
 }
 
-// A DNS name goes into links as it stands, so it has to be one: letters, digits, '-' and '.'.
+// A DNS name goes into links as it stands, so it has to be one: letters, digits, '-' and '.', with
+// a port behind it where the portal is not on the scheme's own.
 bool isDnsName(const std::string& text) {
   if (text.size() > kMaxDnsNameBytes) return false;
-  for (const char c : text) {
+  const std::size_t colon = text.find(':');
+  for (const char c : std::string_view(text).substr(0, colon)) {
     const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
     if (!letter && !(c >= '0' && c <= '9') && c != '-' && c != '.') return false;
   }
-  return true;
+  if (colon == std::string::npos) return true;
+  unsigned port = 0;
+  const char* const end = text.data() + text.size();
+  const auto [behind, failure] = std::from_chars(text.data() + colon + 1, end, port);
+  return colon > 0 && failure == std::errc() && behind == end && port > 0 && port < 65536;
 }
 
 bool setText(ServerSettings* settings, const Setting& setting, const std::string& text,
@@ -69,7 +76,7 @@ bool setText(ServerSettings* settings, const Setting& setting, const std::string
     return false;
   }
   if (name == "dns-name" && !isDnsName(text)) {
-    *why = "must be a host name such as hotspot.example.net, or empty";
+    *why = "must be a host name such as hotspot.example.net, with a port or without, or empty";
     return false;
   }
   std::string value = text;

@@ -27,6 +27,13 @@ TEST(ServerSetting, ReadsBackWhatWasSet) {
   for (const auto& [name, value] : values) EXPECT_EQ(serverSettingText(settings, name), value);
 }
 
+TEST(ServerSetting, TakesADnsNameWithAPort) {
+  ServerSettings settings;
+  std::string why;
+  ASSERT_TRUE(setServerSetting(&settings, "dns-name", "127.0.0.1:8080", &why)) << why;
+  EXPECT_EQ(settings.dnsName, "127.0.0.1:8080");
+}
+
 TEST(ServerSetting, EndsThePageDirectoryInASlash) {
   ServerSettings settings;
   std::string why;
@@ -39,6 +46,11 @@ TEST(ServerSetting, SaysWhatDoesNotFitAndChangesNothing) {
                                                        {"html-dir", "pages"},
                                                        {"dns-name", "a b"},
                                                        {"dns-name", "x/y"},
+                                                       {"dns-name", ":80"},
+                                                       {"dns-name", "x:"},
+                                                       {"dns-name", "x:0"},
+                                                       {"dns-name", "x:65536"},
+                                                       {"dns-name", "x:80/"},
                                                        {"server-address", "10.5.50"},
                                                        {"server-name", "two\nlines"},
                                                        {"trial", "maybe"},
