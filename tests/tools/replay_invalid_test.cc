@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "tests/tools/replay_run.h"
 
 namespace {
@@ -11,6 +13,9 @@ struct InvalidCase {
   const char* line;  // of the scenario, with "name":"n" unless the name is what is wrong
   const char* path;  // what the text begins with
 };
+
+// What a list of the tests shows of a case.
+void PrintTo(const InvalidCase& invalid, std::ostream* out) { *out << invalid.line; }
 
 const InvalidCase kCases[] = {
     {"UnknownKey", R"({"name":"n","pagse":{}})", "pagse: "},
