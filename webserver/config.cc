@@ -33,6 +33,8 @@ void declare(CLI::App& app, Config& config, std::vector<std::string>& listenText
   app.add_option("--manager-socket", config.managerSocket, "the hotspot manager's socket")
       ->capture_default_str();
   app.add_option("--server-names", config.serverNames, "host names that are this server's own");
+  app.add_option("--html-dir", config.htmlDir,
+                 "page directory while the manager cannot be asked for it");
   app.add_option("--mount", config.mount, "path below which the servlet answers")
       ->capture_default_str();
   app.add_option("--user", config.user, "user that the worker processes become");
@@ -139,6 +141,7 @@ void finishConfig(Config& config) {
   if (config.mount.empty() || config.mount.front() != '/') {
     throw ConfigError(config.where("mount") + ": has to begin with \"/\"");
   }
+  if (!config.htmlDir.empty() && config.htmlDir.back() != '/') config.htmlDir += '/';
   while (config.mount.size() > 1 && config.mount.back() == '/') config.mount.pop_back();
   if (config.workers == 0) {
     config.workers = std::clamp(std::thread::hardware_concurrency(), 1u, kMaxWorkers);

@@ -34,6 +34,7 @@ struct Config {
   std::string module;
   std::string managerSocket = "/run/hotspot/manager.sock";
   std::vector<std::string> serverNames;
+  std::string htmlDir;  // page directory while the manager cannot be asked for it; empty: none
   std::string mount = "/";
   std::string user;  // whom the workers become; empty: nobody else
 

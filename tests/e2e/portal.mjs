@@ -108,6 +108,7 @@ export class Portal {
       certificate: this.file("cert.pem"),
       key: this.file("key.pem"),
       "server-names": [kName],
+      "html-dir": pages,
       workers: 2,
       ...web,
     }) + listeners.join(""));

@@ -41,7 +41,7 @@ TEST_F(ConfigFile, ListenBlocksCarryTheirFlags) {
   EXPECT_EQ(config_.listen[1].address, "127.0.0.1");
   EXPECT_EQ(config_.listen[1].flags, 0x01000000u);
   EXPECT_EQ(config_.listen[2].flags, 0x82000000u);
-  EXPECT_EQ(config_.listen[2].where, file_ + ":6: [[listen]]");
+  EXPECT_EQ(config_.listen[2].where, file_ + ":7: [[listen]]");
   EXPECT_GE(config_.workers, 1u);
 }
 
@@ -91,8 +91,9 @@ TEST_F(ConfigFile, MistakesAreOneLineWithTheirPlace) {
 }
 
 TEST_F(ConfigFile, MountLosesItsClosingSlash) {
-  ASSERT_TRUE(read("mount = \"/portal//\"\n").run);
+  ASSERT_TRUE(read("mount = \"/portal//\"\nhtml-dir = \"/srv/pages\"\n").run);
   EXPECT_EQ(config_.mount, "/portal");
+  EXPECT_EQ(config_.htmlDir, "/srv/pages/");
   ASSERT_TRUE(read("mount = \"/\"\n").run);
   EXPECT_EQ(config_.mount, "/");
 }
