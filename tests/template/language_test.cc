@@ -247,6 +247,13 @@ TEST(TemplateCondition, UnknownNameComparesAsEmpty) {
                {"$(if nosuch != 'a')A$(endif)", "A"}});
 }
 
+TEST(TemplateCondition, UnknownNameHasNothingOfTheValueBeforeIt) {
+  expectWhole({{"$(x)$(if nosuch)A$(else)B$(endif)", "1B"},
+               {"$(x)$(if nosuch == 1)A$(else)B$(endif)", "1B"},
+               {"$(x)$(if y)A$(elif nosuch)B$(else)C$(endif)", "1C"},
+               {"$(if x)$(x)$(if nosuch)A$(endif)$(endif)", "1"}});
+}
+
 TEST(TemplateCondition, OnePairOfEnclosingQuotesGoes) {
   expectWhole({{"$(if x == '1')A$(endif)", "A"},
                {"$(if x == \"1\")A$(endif)", "A"},

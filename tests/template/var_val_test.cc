@@ -152,9 +152,9 @@ TEST(RadiusNumbers, SpellOutTypeVendorFormAndIndex) {
 
 TEST(RadiusNumbers, AnythingElseIsRejected) {
   for (const char* const text :
-       {"",      "-",     "u",     "[0]",  "x",      "1-",    "1-u", "1-x",
-        "1-2-3", "1u2",   "1u-2",  "1uu",  "1x",     "1 ",    "1[",  "1[2",
-        "1[2 ]", "1[2]u", "1[2]]", "1[x]", "1[2]-3", "1[0x]", "0x",  "1-0x"}) {
+       {"",    "-",     "u",     "[0]",  "x",      "1-",    "1-u", "1-x",   "1-2-3",
+        "1u2", "1u-2",  "1uu",   "1x",   "1 ",     "1[",    "1[2", "1[2 ]", "1[2x",
+        "1[x", "1[2]u", "1[2]]", "1[x]", "1[2]-3", "1[0x]", "0x",  "1-0x"}) {
     Id id;
     EXPECT_FALSE(parseRadiusNumbers(text, &id.vendor, &id.type, &id.numeric, &id.index)) << text;
   }
