@@ -135,4 +135,14 @@ TEST(IncludeDirections, CheckerKnowsGoodLinesFromBadOnes) {
   }
 }
 
+TEST(Folders, EachHasAReadme) {
+  Names folders = {"pages", "tests"};
+  for (const Rule& rule : kRules) folders.emplace_back(rule.folder);
+  for (const std::string& folder : folders) {
+    const fs::path readme = fs::path(HOTSPOT_SOURCES) / folder / "README.md";
+    ASSERT_TRUE(fs::is_regular_file(readme)) << folder;
+    EXPECT_GT(fs::file_size(readme), 0U) << folder;
+  }
+}
+
 }  // namespace
