@@ -35,7 +35,8 @@ function assertHarmless(answer, what) {
   }
   assert.doesNotMatch(answer.body, /<script>alert/, what);
   for (const [tag] of answer.body.matchAll(/<[a-z][^>]*>/g)) {
-    assert.doesNotMatch(tag, /onmouseover|alert\(|javascript:|data:text/i, `${what}: ${tag}`);
+    assert.doesNotMatch(tag.replace(/="[^"]*"/g, ""), /onmouseover|alert\(/, `${what}: ${tag}`);
+    assert.doesNotMatch(tag, /\s(href|src|action)="\s*(javascript|data:text)/i, `${what}: ${tag}`);
   }
   for (const [, script] of answer.body.matchAll(/<script>([\s\S]*?)<\/script>/g)) {
     assert.doesNotMatch(script, /alert\(/, what);
