@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
-#include <regex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -48,11 +48,17 @@ bool holds(const Names& names, const std::string& name) {
 
 // What is wrong with an include line in a folder; nothing for a good one and for any other line.
 std::optional<std::string> wrongInclude(const Rule& rule, const std::string& line) {
-  static const std::regex pattern(R"(^\s*#\s*include\s*(["<])([^">]+)[">].*)");
-  std::smatch match;
-  if (!std::regex_match(line, match, pattern)) return std::nullopt;
-  const std::string header = match[2];
-  if (match[1] == "<") {
+  std::string_view rest = line;
+  const auto skip = [&](std::string_view token) {
+    rest.remove_prefix(std::min(rest.find_first_not_of(" \t"), rest.size()));
+    const bool isThere = rest.starts_with(token);
+    if (isThere) rest.remove_prefix(token.size());
+    return isThere;
+  };
+  if (!skip("#") || !skip("include") || !(skip("\"") || skip("<"))) return std::nullopt;
+  const bool isAngled = rest.data()[-1] == '<';
+  const std::string header(rest.substr(0, rest.find_first_of("\">")));
+  if (isAngled) {
     const bool isStandard =
         header.find_first_of("./") == std::string::npos || holds(kSystemHeaders, header);
     if (!rule.standardOnly || isStandard) return std::nullopt;
