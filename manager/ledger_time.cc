@@ -13,7 +13,7 @@ namespace {
 constexpr std::int64_t kWriteIntervalSecs = 60;
 
 // Trials count for a day; a second one covers a wall clock that was set meanwhile.
-constexpr std::int64_t kKeepTrialsSecs = 2 * 86400;
+constexpr std::int64_t kKeepTrialsSecs = 172800;
 
 // A wall clock set by more than this gets a new anchor at once.
 constexpr std::int64_t kClockSetSecs = 2;

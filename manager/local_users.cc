@@ -55,7 +55,7 @@ void LocalUsers::checkHash(const std::string& password, const User& user,
                            std::function<void(Verdict)> done) {
   if (waiting_ >= kMaxWaiting) return done(refused(kFailBusy));
   ++waiting_;
-  boost::asio::post(worker_, [this, password, user, done = std::move(done)]() mutable {
+  boost::asio::post(worker_, [this, password, user = user, done = std::move(done)]() mutable {
     const bool right = hashMatches(password, user.secret);
     boost::asio::post(loop_, [this, right, user = std::move(user), done = std::move(done)] {
       --waiting_;

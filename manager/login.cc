@@ -134,7 +134,7 @@ nv::message Portal::loginTrial(const Login& login) {
   account.profile = kTrialName;
   Session session;
   session.loginBy = "trial";
-  const nv::message reply = open(login, session, account, false);
+  nv::message reply = open(login, session, account, false);
   if (!nv::isError(reply, nullptr, nullptr)) ledger_.store().putTrial(client, ledger_.wallNow());
   return reply;
 }

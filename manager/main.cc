@@ -2,8 +2,10 @@
 
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -17,6 +19,15 @@ void setUpLog(const std::string& level) {
   spdlog::set_default_logger(spdlog::stderr_logger_mt("hotspot-manager"));
   spdlog::set_pattern("%Y-%m-%dT%H:%M:%S.%e%z %l %v");
   spdlog::set_level(spdlog::level::from_str(level));
+}
+
+// Room for every connection that the sockets may have, where the soft limit is the usual 1024.
+void raiseDescriptorLimit() {
+  constexpr rlim_t kWanted = 4096;
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kWanted) return;
+  limit.rlim_cur = std::min(kWanted, limit.rlim_max);
+  setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 }  // namespace
@@ -35,6 +46,7 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   // The database holds passwords: its files are the manager's alone.
   umask(0077);
+  raiseDescriptorLimit();
   try {
     manager::Service service(config);
     service.run();

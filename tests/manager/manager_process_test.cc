@@ -8,9 +8,11 @@
 
 #include <algorithm>
 #include <csignal>
+#include <memory>
 #include <set>
 
 #include "manager/admin_protocol.h"
+#include "manager/peer_socket.h"
 #include "manager/portal_protocol.h"
 #include "tests/manager/process.h"
 
@@ -181,6 +183,35 @@ TEST_F(ManagerTest, OutlivesPeersThatLeaveOrDoNotRead) {
   for (int i = 0; i < 10; ++i) lazy.send(commandOf(portal::kGet).encode());
   EXPECT_EQ(errorCode(command(portal::kGet)), 0u);
   for (int i = 0; i < 10; ++i) EXPECT_TRUE(lazy.receive()) << i;
+}
+
+TEST_F(ManagerTest, RefusesConnectionsBeyondItsMostAndTakesOthersWhenSomeAreGone) {
+  constexpr std::size_t kMost = manager::PeerSocket::kMaxConnections;
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  ASSERT_GE(limit.rlim_max, kMost + 100) << "this machine cannot open that many descriptors";
+  limit.rlim_cur = std::max<rlim_t>(limit.rlim_cur, kMost + 100);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  std::vector<std::unique_ptr<Connection>> connections;
+  for (std::size_t i = 0; i < kMost; ++i) {
+    connections.push_back(std::make_unique<Connection>(manager.socket()));
+    ASSERT_TRUE(connections.back()->connected());
+  }
+  EXPECT_EQ(errorCode(connections.back()->ask(commandOf(portal::kGet))), 0u);
+  Connection refused(manager.socket());
+  const std::optional<nv::message> refusal = refused.receive();
+  ASSERT_TRUE(refusal);
+  EXPECT_EQ(errorText(*refusal), "too many connections");
+  connections.clear();
+  // The manager learns of their end in its own time.
+  nv::message reply;
+  for (int i = 0; i < 1000 && reply.ids().empty(); ++i) {
+    Connection next(manager.socket());
+    if (!next.trySend(commandOf(portal::kGet).encode())) continue;
+    const std::optional<nv::message> answer = next.receive();
+    if (answer && errorCode(*answer) == 0) reply = *answer;
+  }
+  EXPECT_FALSE(reply.ids().empty());
 }
 
 TEST_F(ManagerTest, MakesItsSocketsForOwnerAndGroupOnly) {
