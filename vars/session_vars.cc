@@ -106,6 +106,7 @@ std::uint32_t HsConn::initErrorVars(const char* name, const nv::message& reply) 
   text = reply.get_string(kPageMessage, text);
   if (text.find_first_of("%$") != std::string::npos) {
     std::ostringstream rendered;
+    rendered.exceptions(std::ios::badbit);  // out of memory ends the request, not the text
     useEnv(text.data(), static_cast<unsigned>(text.size()), rendered, false);
     text = rendered.str();
   }

@@ -67,11 +67,12 @@ constexpr Scenario kScenarios[] = {
      [](fake::FakeRequest& req, Reply&) { req.path = "/no/such/file/of/this/long/name.html"; }},
     {"dots", "", [](fake::FakeRequest& req, Reply&) { req.path = "/a/../long/path/to/refuse"; }},
     {"refused method", "", [](fake::FakeRequest& req, Reply&) { req.method = 9; }},
-    {"page message", "error hello anna",
+    {"page message", "error a message of a manager, which fills in anna and is not short",
      [](fake::FakeRequest& req, Reply& reply) {
        req.path = "help.html";
        reply.error(1, "broken").text(0x20000001, "anna");
-       reply.text(0x20000454, "hello $(username)");
+       reply.text(0x20000454,
+                  "a message of a manager, which fills in $(username) and is not short");
      }},
 };
 
