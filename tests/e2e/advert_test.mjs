@@ -43,6 +43,19 @@ test("advertisement: the cycle of due, held back, shown and due again", async ()
   assert.ok((await get("/advert")).body.includes(`data-href="${urlEscape(sponsors[1])}"`));
 });
 
+test("advertisement: who does not look in time is blocked until he does", async () => {
+  const late = "127.0.6.3";
+  portal.ctl(["profile", "set", "default", "--advert-interval", "1", "--advert-look-time", "1"]);
+  await logIn(portal, late);
+  const waits = async () => (await request(portal.port, { client: late, path: "/status" })).body
+    .includes("Your access waits until you have looked");
+  await eventually("the client is blocked", waits);
+  portal.ctl(["profile", "set", "default", "--advert-interval", "3600"]);
+  const shown = await request(portal.port, { client: late, path: "/advert" });
+  assert.match(shown.body, /<h1>From our sponsor<\/h1>/);
+  assert.equal(await waits(), false);
+});
+
 test("advertisement: a client without a session is led to the login page", async () => {
   const answer = await request(portal.port, { client: "127.0.6.2", path: "/advert" });
   assert.equal(answer.status, 200);

@@ -17,6 +17,7 @@ let portal;
 let browser;
 before(async () => {
   fs.mkdirSync(screenshots, { recursive: true });
+  fs.rmSync(path.join(screenshots, "failed.png"), { force: true });
   portal = await Portal.start({
     manager: { trial: true, "location-name": "Harbour Caf\u00e9" },
     profile: ["--session-time", "3600"],
