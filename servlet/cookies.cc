@@ -1,6 +1,7 @@
 #include "servlet/cookies.h"
 
 #include <ctime>
+#include <utility>
 
 #include "host/request.h"
 #include "template/escape.h"

@@ -50,7 +50,8 @@ const char* LookAhead::closer(const char* at, const char* end) {
 }
 
 const char* LookAhead::wordEnd(const char* at, const char* closer) {
-  if (wordEnd_ <= at) {
+  if (at < wordStart_ || wordEnd_ <= at) {
+    wordStart_ = at;
     wordEnd_ = findBlank(at, closer);
     nextWord_ = wordEnd_;
     while (nextWord_ < closer && isBlank(*nextWord_)) ++nextWord_;

@@ -50,7 +50,7 @@ class LookAhead {
  public:
   // `start` is where the rendering starts; both outlive the object.
   LookAhead(const char* start, const std::map<std::string, std::string>& env)
-      : closer_(start), wordEnd_(start), nextWord_(start), env_(env) {}
+      : closer_(start), wordStart_(start), wordEnd_(start), nextWord_(start), env_(env) {}
 
   // First closer at or behind `at`, or `end`. Positions never go back behind an earlier answer's
   // search, but for the rest of the directive that did not come about.
@@ -68,6 +68,7 @@ class LookAhead {
 
  private:
   const char* closer_;
+  const char* wordStart_;  // wordEnd_ and nextWord_ hold for a word that starts here or behind
   const char* wordEnd_;
   const char* nextWord_;
   const std::map<std::string, std::string>& env_;

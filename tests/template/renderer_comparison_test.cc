@@ -1,8 +1,10 @@
 // The engine against the naive one: every short text over the bytes that mean something to the
-// language. Output, where rendering ended and the debug line have to be the same.
+// language, every short sequence of directive pieces, and seeded random longer ones. Output, where
+// rendering ended and the debug line have to be the same.
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -70,7 +72,19 @@ bool forEachSequence(const Pieces& pieces, std::size_t most, const std::string& 
 }
 
 const Pieces kBytes = {"$", "(", ")", "%", "\\", " ", "i", "x"};
+const Pieces kDirectives = {"$(if x)", "$(if y == 'b')", "$(elif x)", "$(else)", "$(endif)", "%x%",
+                            "text",    "$(nosuch)",      "%",         "$(if x",  "\\",       "$"};
 const Env kBothTrue = {{"x", "a<b"}, {"y", "b"}, {"ix", "&"}};
+const Env kFirstTrue = {{"x", "1"}, {"y", "B"}};
+const Env kSecondTrue = {{"x", ""}, {"y", "b"}};
+const Env kNeither = {};
+
+void compareDirectives(const Env& env) {
+  Comparison comparison(env);
+  forEachSequence(kDirectives, 5, "", [&](const std::string& text) {
+    return comparison.agree(text) && comparison.agreeOnNothing(text);
+  });
+}
 
 class RendererComparisonByFirstByte : public testing::TestWithParam<std::size_t> {};
 
@@ -89,6 +103,73 @@ TEST(RendererComparison, AgreesOnEveryShortTextInADroppedBranch) {
     return comparison.agree("$(if nosuch)" + text + "$(endif)%x%$(endif)!") &&
            comparison.agreeOnNothing(text + "%endif%");
   });
+}
+
+TEST(RendererComparison, AgreesOnEveryShortSequenceOfDirectivesBothConditionsTrue) {
+  compareDirectives(kBothTrue);
+}
+
+TEST(RendererComparison, AgreesOnEveryShortSequenceOfDirectivesFirstConditionTrue) {
+  compareDirectives(kFirstTrue);
+}
+
+TEST(RendererComparison, AgreesOnEveryShortSequenceOfDirectivesSecondConditionTrue) {
+  compareDirectives(kSecondTrue);
+}
+
+TEST(RendererComparison, AgreesOnEveryShortSequenceOfDirectivesNoConditionTrue) {
+  compareDirectives(kNeither);
+}
+
+TEST(RendererComparison, OpenerAmongTheWordsOfAConditionIsReadOnItsOwn) {
+  Rendering page(kFirstTrue);
+  EXPECT_EQ(page.render("$(if $(if x)A$(endif)"), "$(if A");
+  EXPECT_EQ(page.render("$(if $(if x == '1')A$(endif)"), "$(if A");
+  EXPECT_EQ(page.render("$(elif x $(x) %x%)"), "$(elif x 1 1)");
+  EXPECT_EQ(page.render("$(if x $(if y)A$(endif).)"), "$(if x A.)");
+}
+
+TEST(RendererComparison, AgreesOnEverySequenceOfWords) {
+  // Openers of which one starts inside the words of another, and words of every count.
+  const Pieces words = {"$(", "%", ")", " ", "\t", "if ", "elif ", "x", "==", "'1'"};
+  Comparison comparison(kFirstTrue);
+  forEachSequence(words, 6, "", [&](const std::string& text) { return comparison.agree(text); });
+}
+
+TEST(RendererComparison, AgreesOnSeededRandomTexts) {
+  Pieces pieces = kDirectives;
+  const Pieces more = {" ",         "\t",
+                       "(",         ")",
+                       "%",         "$(",
+                       "if ",       "elif ",
+                       "x",         "y",
+                       " == ",      " != ",
+                       " = ",       " <> ",
+                       "'b'",       "\"b\"",
+                       "'",         "-esc",
+                       "radius",    "%x-esc%",
+                       "$(radius)", "\n",
+                       "$(y)",      "'a&lt;b'",
+                       "$(if y)",   "$(elif y)",
+                       "%else%",    "%endif%",
+                       "\x80",      "$(if nosuch)",
+                       "%if x%",    "$(if x = 1)",
+                       "$(x-esc%",  "a_long_word_that_names_nothing_at_all"};
+  pieces.insert(pieces.end(), more.begin(), more.end());
+  pieces.push_back(std::string(1, '\0'));
+
+  std::mt19937 random(20240105);
+  const Env envs[] = {kBothTrue, kFirstTrue, kSecondTrue, kNeither};
+  for (const Env& env : envs) {
+    Comparison comparison(env);
+    for (int i = 0; i < 50000; ++i) {
+      std::string text;
+      for (std::size_t count = random() % 24; count > 0; --count) {
+        text += pieces[random() % pieces.size()];
+      }
+      if (!comparison.agree(text) || !comparison.agreeOnNothing(text)) return;
+    }
+  }
 }
 
 }  // namespace
