@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/asio/post.hpp>
 #include <boost/beast/http/error.hpp>
 #include <exception>
@@ -22,6 +23,7 @@ namespace {
 constexpr std::size_t kKeptInputBytes = 1024;
 constexpr std::size_t kKeptJobs = 8;
 constexpr unsigned kLingerSecs = 2;
+constexpr std::chrono::seconds kNewcomerGrace{1};
 // Requests of one connection that are served in a row before others get their turn.
 constexpr int kStepsInARow = 64;
 
@@ -65,8 +67,10 @@ void Connection::sweep(Clock::time_point now) {
 }
 
 void Connection::stop() {
-  const bool idle = state_ == State::kReading && (!headerBegun_ || job_ == nullptr);
-  if (idle || state_ == State::kLingering) close();
+  const bool waiting = state_ == State::kReading && job_ == nullptr;
+  if (state_ == State::kLingering || (waiting && !headerBegun_)) return close();
+  // A new connection's request is probably on its way.
+  if (waiting) deadline_ = std::min(deadline_, Clock::now() + kNewcomerGrace);
 }
 
 // Goes on until there is nothing to do without waiting.

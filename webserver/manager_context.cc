@@ -6,8 +6,8 @@ namespace {
 // The field of a reply that names the page directory.
 constexpr std::uint32_t kHtmlDir = 0x2000044d;
 
-// An error that is not the manager's own does not say where the pages are; the guest is to see the error
-// page all the same.
+// An error that is not the manager's own does not say where the pages are; the guest is to see the
+// error page all the same.
 void addHtmlDir(const std::string& dir, nv::message* reply) {
   unsigned code = 0;
   if (dir.empty() || !nv::isError(*reply, &code, nullptr)) return;

@@ -110,10 +110,12 @@ Tls::Tls(const Config& config, TicketKeys& keys) : context_(SSL_CTX_new(TLS_serv
   SSL_CTX_set_tlsext_ticket_keys(context_, keys.bytes.data(), static_cast<long>(keys.bytes.size()));
 
   ERR_clear_error();
-  checkFile(config, "certificate", config.certificate,
-            SSL_CTX_use_certificate_chain_file(context_, config.certificate.c_str()));
+  // The key first: with the certificate there, a key that is not its own could not be told from a
+  // file that is no key.
   checkFile(config, "key", config.key,
             SSL_CTX_use_PrivateKey_file(context_, config.key.c_str(), SSL_FILETYPE_PEM));
+  checkFile(config, "certificate", config.certificate,
+            SSL_CTX_use_certificate_chain_file(context_, config.certificate.c_str()));
   if (SSL_CTX_check_private_key(context_) != 1) {
     throw ConfigError(config.where("key") + ": " + config.key + " is not the key of " +
                       config.certificate);

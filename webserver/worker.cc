@@ -110,8 +110,9 @@ void Worker::acceptOne(Door& door) {
     });
     return;
   }
-  if (socket >= 0) adopt(door, socket, client.sin_addr.s_addr);
+  // First: the new connection's first request may block this thread.
   acceptNext(door);
+  if (socket >= 0) adopt(door, socket, client.sin_addr.s_addr);
 }
 
 void Worker::adopt(Door& door, int socket, std::uint32_t clientAddr) {

@@ -53,10 +53,12 @@ TEST(Caps, PlacesOfAKilledWorkerAreFreeAgain) {
           [&] { return clients.emplace_back(server.port()).get("/big?1").status == 200; }));
     }
     ASSERT_EQ(HttpClient(server.port()).get("/big?1").status, 0);
-    const pid_t worker = server.workers().at(0);
+    const pid_t worker = std::stoi(clients.back().get("/pid").body);
     kill(worker, SIGKILL);
-    ASSERT_TRUE(eventually(
-        [&] { return server.workers().size() == 1 && server.workers().at(0) != worker; }));
+    ASSERT_TRUE(eventually([&] {
+      const auto workers = server.workers();
+      return workers.size() == 1 && workers[0] != worker;
+    }));
   }
 }
 

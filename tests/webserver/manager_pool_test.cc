@@ -156,6 +156,7 @@ TEST_F(Pool, StreamOfGarbageStillEndsAtTheDeadline) {
   });
   EXPECT_EQ(ask(pool_, 100), kSilent);
   over = true;
+  manager_.stop();
 }
 
 TEST_F(Pool, ConnectionThatEndsMeansUnreachableAndNoSecondTry) {

@@ -7,9 +7,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <csignal>
+
 #include "tests/webserver/http_client.h"
 
 TlsMemory::TlsMemory(int version) : context_(SSL_CTX_new(TLS_client_method())) {
+  std::signal(SIGPIPE, SIG_IGN);  // the library writes without MSG_NOSIGNAL
   const int number = version == 12 ? TLS1_2_VERSION : TLS1_3_VERSION;
   SSL_CTX_set_min_proto_version(context_, number);
   SSL_CTX_set_max_proto_version(context_, number);
@@ -41,11 +44,18 @@ TlsClient::TlsClient(unsigned port, TlsMemory& memory) {
   ssl_ = SSL_new(memory.context_);
   if (connect(socket_, reinterpret_cast<const sockaddr*>(&server), sizeof server) != 0) return;
   SSL_set_fd(ssl_, socket_);
-  if (memory.session_ != nullptr) SSL_set_session(ssl_, memory.session_);
+  if (memory.session_ != nullptr) {
+    // A copy: the library spoils a session whose connection fails.
+    ssl_session_st* copy = SSL_SESSION_dup(memory.session_);
+    SSL_set_session(ssl_, copy);
+    SSL_SESSION_free(copy);
+  }
   connected_ = SSL_connect(ssl_) == 1;
 }
 
 TlsClient::~TlsClient() {
+  // A session whose connection was cut off is not to be resumed, says the library.
+  SSL_set_shutdown(ssl_, SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
   SSL_free(ssl_);
   close(socket_);
 }
