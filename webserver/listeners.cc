@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -66,14 +67,18 @@ std::string Listener::url() const {
 Listeners::Listeners(const Config& config, const Listeners& previous) {
   // In a local object first, which closes the sockets should a later one fail.
   Listeners opened;
+  // Several listeners may ask for a port of the system's choice: each takes over one of the old ones.
+  std::vector<const Listener*> old;
+  for (const Listener& each : previous.all_) old.push_back(&each);
   for (const ListenConfig& each : config.listen) {
     Listener listener;
     listener.config = each;
-    for (const Listener& old : previous.all_) {
-      if (old.config.address == each.address && old.config.port == each.port &&
-          listener.socket < 0) {
-        listener.socket = fcntl(old.socket, F_DUPFD_CLOEXEC, 0);
-      }
+    const auto same = std::find_if(old.begin(), old.end(), [&](const Listener* other) {
+      return other->config.address == each.address && other->config.port == each.port;
+    });
+    if (same != old.end()) {
+      listener.socket = fcntl((*same)->socket, F_DUPFD_CLOEXEC, 0);
+      old.erase(same);
     }
     if (listener.socket < 0) listener.socket = openSocket(each);
     listener.port = portOf(listener.socket);

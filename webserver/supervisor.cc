@@ -99,8 +99,9 @@ int Supervisor::run() {
   const sigset_t signals = handledSignals();
   sigprocmask(SIG_BLOCK, &signals, nullptr);
   raiseDescriptorLimit(generation_->config);
-  announce();
   seats_.resize(generation_->config.workers);
+  startDue();
+  announce();
   for (;;) {
     startDue();
     int signal = 0;
@@ -226,11 +227,11 @@ void Supervisor::reload() {
   }
   startLogging(generation_->config.logLevel);
   logInfo("reloaded");
-  announce();
   // The new ones first: the sockets are shared, so nobody is turned away in between.
   std::vector<Seat> old(generation_->config.workers);
   old.swap(seats_);
   startDue();
+  announce();
   dismiss(old);
 }
 
