@@ -73,7 +73,7 @@ void declare(CLI::App& app, Config& config, std::vector<std::string>& listenText
                  "file for a line a request; \"-\": standard output, \"\": none")
       ->capture_default_str();
   app.add_option("--log-level", config.logLevel, "least level of the log on standard error")
-      ->check(CLI::IsMember({"debug", "info", "warning", "error"}))
+      ->check(CLI::IsMember({"debug", "info", "warn", "error"}))
       ->capture_default_str();
   app.add_flag("--debug", config.debug, "write the module's debug lines to standard error");
   app.add_flag("--check-config", config.checkOnly, "say whether the settings are right, and end")

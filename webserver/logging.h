@@ -7,7 +7,7 @@
 
 namespace web {
 
-// Once in a process, and again after a fork or a reload. `level`: debug, info, warning or error.
+// Once in a process, and again after a fork or a reload. `level`: debug, info, warn or error.
 void startLogging(const std::string& level);
 
 void logDebug(const std::string& text);
