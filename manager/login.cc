@@ -152,19 +152,10 @@ nv::message Portal::open(const Login& login, Session session, const User& accoun
   session.loginAt = ledger_.now();
   session.lastActiveAt = ledger_.now();
 
-  const Use used = ledger_.useOfRunning(account.name);
-  std::uint64_t running = 0;
-  for (const std::uint32_t address : ledger_.sessions().addressesOf(account.name)) {
-    const Session other = *ledger_.sessions().find(address);
-    if (address != session.address && !session.mac.empty() && other.mac == session.mac) {
-      ledger_.end(address, EndReason::kMoved);  // a new lease: the same device
-    } else if (address != session.address && !overdue(other, ledger_.now())) {
-      ++running;
-    }
-  }
-  if (profile->sharedUsers != 0 && running >= profile->sharedUsers) {
-    return loginRefused(login, kFailSessionLimit);
-  }
+  // Only an account with allowances needs its running sessions added up.
+  const bool isLimited = account.allowedUptimeSecs != 0 || account.allowed != ByteLimits{};
+  const Use used = isLimited ? ledger_.useOfRunning(account.name) : Use{};
+  if (!admitToAccount(session, *profile)) return loginRefused(login, kFailSessionLimit);
   switch (applyTerms(&session, *profile, account, used)) {
     case Allowance::kLeft:
       break;
@@ -176,6 +167,23 @@ nv::message Portal::open(const Login& login, Session session, const User& accoun
   if (giveCookie) session.cookieId = makeCookie(session, login.client);
   ledger_.open(session);
   return loggedIn(session, login.client);
+}
+
+bool Portal::admitToAccount(const Session& session, const Profile& profile) {
+  // Trials may be many, come once a day for each device, and share one name: there is nothing to
+  // look for.
+  if (session.account == kTrialName && profile.sharedUsers == 0) return true;
+  std::uint64_t running = 0;
+  for (const std::uint32_t address : ledger_.sessions().addressesOf(session.account)) {
+    if (address == session.address) continue;
+    const Session* other = ledger_.sessions().find(address);
+    if (!session.mac.empty() && other->mac == session.mac) {
+      ledger_.end(address, EndReason::kMoved);  // a new lease: the same device
+    } else if (!overdue(*other, ledger_.now())) {
+      ++running;
+    }
+  }
+  return profile.sharedUsers == 0 || running < profile.sharedUsers;
 }
 
 std::uint32_t Portal::makeCookie(const Session& session, const Client& client) {

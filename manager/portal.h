@@ -77,6 +77,8 @@ class Portal {
   nv::message loginByCookie(const Login& login);
   nv::message loginTrial(const Login& login);
   nv::message open(const Login& login, Session session, const User& account, bool giveCookie);
+  // False when the account has as many sessions as it may. Ends those of the same device.
+  bool admitToAccount(const Session& session, const Profile& profile);
   nv::message loginRefused(const Login& login, const Failure& failure);
   nv::message loggedIn(const Session& session, const Client& client);
   std::uint32_t makeCookie(const Session& session, const Client& client);
