@@ -67,7 +67,8 @@ std::string Listener::url() const {
 Listeners::Listeners(const Config& config, const Listeners& previous) {
   // In a local object first, which closes the sockets should a later one fail.
   Listeners opened;
-  // Several listeners may ask for a port of the system's choice: each takes over one of the old ones.
+  // Several listeners may ask for a port of the system's choice: each takes over one of the old
+  // ones.
   std::vector<const Listener*> old;
   for (const Listener& each : previous.all_) old.push_back(&each);
   for (const ListenConfig& each : config.listen) {
