@@ -69,7 +69,7 @@ nlohmann::json Client::ask(const std::string& verb, const nlohmann::json& argume
     throw Failure("the manager's answer is malformed");
   }
   if (nv::isError(reply, nullptr, nullptr)) throw Failure(nv::getError(reply));
-  const nlohmann::json result =
+  nlohmann::json result =
       nlohmann::json::parse(reply.get_string(admin::kResult, ""), nullptr, false);
   if (result.is_discarded()) throw Failure("the manager's answer is malformed");
   return result;

@@ -44,7 +44,7 @@ std::string readLine() {
 std::string ask(const char* prompt) {
   const Silence silence;
   std::cerr << prompt << std::flush;
-  const std::string line = readLine();
+  std::string line = readLine();
   std::cerr << '\n';
   return line;
 }
@@ -53,7 +53,7 @@ std::string ask(const char* prompt) {
 
 std::string readPassword() {
   if (!isatty(STDIN_FILENO)) return readLine();
-  const std::string password = ask("Password: ");
+  std::string password = ask("Password: ");
   if (ask("Once more: ") != password) throw Failure("the two passwords differ");
   return password;
 }
