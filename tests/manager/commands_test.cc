@@ -163,9 +163,10 @@ TEST_F(Commands, SetTakesTheIdleTimeoutWithinTheProfiles) {
 
 TEST_F(Commands, KeepAnActiveClientFromIdlingOut) {
   logIn();
-  for (int i = 0; i < 4; ++i) {
+  for (const std::uint32_t command : {portal::kGet, portal::kStatus, portal::kAlogin, portal::kSet,
+                                      portal::kAdvert, portal::kLogin, portal::kGet}) {
     bench.clock.pass(1000);
-    ASSERT_TRUE(isLoggedIn(bench.command(portal::kGet))) << i;
+    ASSERT_TRUE(isLoggedIn(bench.command(command))) << command;
   }
   bench.clock.pass(1800);
   EXPECT_FALSE(isLoggedIn(bench.command(portal::kGet)));

@@ -156,13 +156,23 @@ TEST_F(Login, IsRefusedWhileTheClientsLastOneIsBeingChecked) {
 
 TEST_F(Login, IsRefusedWhenTheAccountChangesDuringTheCheck) {
   bench.addHashedUser("bob", "hidden");
-  unsigned code = 0;
-  bench.parts->portal.receive(loginOf({.user = "bob", .password = "hidden", .overHttps = true}),
-                              [&](const nv::message& reply) { code = errorCode(reply); });
+  bench.addHashedUser("eve", "hidden");
+  std::map<std::string, unsigned> codes;
+  const auto begin = [&](const std::string& user, std::uint32_t client) {
+    bench.parts->portal.receive(
+        loginOf({.user = user, .password = "hidden", .overHttps = true}, client),
+        [&codes, user](const nv::message& reply) { codes[user] = errorCode(reply); });
+  };
+  begin("bob", kClient);
+  begin("eve", kOtherClient);
   bench.parts->store.removeUser("bob");
+  manager::User eve = *bench.parts->store.findUser("eve");
+  eve.secret = "another";
+  bench.parts->store.putUser(eve);
   bench.parts->ledger.commit();
-  bench.runUntil([&] { return code != 0; });
-  EXPECT_EQ(code, portal::kErrInvalidUser);
+  bench.runUntil([&] { return codes.size() == 2; });
+  EXPECT_EQ(codes["bob"], portal::kErrInvalidUser) << "gone";
+  EXPECT_EQ(codes["eve"], portal::kErrInvalidUser) << "has another password now";
 }
 
 TEST_F(Login, OfAnAccountWithADomainNamesBoth) {
