@@ -83,7 +83,11 @@ async function enter(page, password) {
   await page.getByRole("button", { name: "Log in" }).click();
 }
 
-const heading = (page, text) => page.getByRole("heading", { level: 1, name: text, exact: true }).waitFor();
+// Waits for the page with this heading, its scripts run.
+async function heading(page, text) {
+  await page.getByRole("heading", { level: 1, name: text, exact: true }).waitFor();
+  await page.waitForLoadState("load");
+}
 
 for (const [width, colorScheme] of [[320, "light"], [1280, "dark"]]) {
   test(`browser: from a held-back page through the login to the session, ${width} pixels`, () =>
