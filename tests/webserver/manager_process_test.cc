@@ -43,11 +43,11 @@ class Manager : public ::testing::Test {
     held_.clear();
   }
 
-  ScriptedManager manager_;
-  ServerProcess server_;
   std::mutex mutex_;
   std::vector<std::pair<int, nv::message>> held_;
   bool released_ = false;
+  ScriptedManager manager_;  // its threads use what stands above
+  ServerProcess server_;
 };
 
 TEST_F(Manager, RepliesReachTheServlet) {

@@ -52,7 +52,7 @@ TEST_F(Module, LeavesNoDescriptorBehindWhateverItDoes) {
 TEST_F(Module, OutOfMemoryFailsItsRequestAlone) {
   HttpClient client(server_.port());
   const std::string pid = client.get("/pid").body;
-  for (const char* page : {"/oom", "/huge", "/throw"}) {
+  for (const char* page : {"/oom", "/long", "/throw"}) {
     EXPECT_EQ(client.get(page).status, 500) << page;
     EXPECT_EQ(client.get("/pid").body, pid) << "same process, same connection";
   }
