@@ -20,7 +20,8 @@ bool isToken(std::string_view text) {
 std::string cleanHeaderText(std::string_view text) {
   std::string clean(text);
   for (char& c : clean) {
-    if (c == '\r' || c == '\n' || c == '\0') c = ' ';
+    const bool control = static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+    if (control && c != '\t') c = ' ';
   }
   return clean;
 }

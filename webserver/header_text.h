@@ -12,7 +12,8 @@ namespace web {
 // Whether the text is a token: the only thing that a field's name may be.
 bool isToken(std::string_view text);
 
-// A field value or reason phrase with each CR, LF and NUL made a blank.
+// A field value or reason phrase with each control character but the tab made a blank: CR, LF and
+// NUL would end or cut the line, clients refuse an answer for the others (RFC 9110 section 5.5).
 std::string cleanHeaderText(std::string_view text);
 
 // The text with the five characters that HTML gives a meaning made references.

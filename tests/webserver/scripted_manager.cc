@@ -5,6 +5,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <stdexcept>
 
@@ -59,6 +61,11 @@ void ScriptedManager::stop() {
 void ScriptedManager::accept() {
   for (;;) {
     const int connection = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    // A test may have taken all descriptors for a while.
+    if (connection < 0 && errno == EMFILE) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      continue;
+    }
     if (connection < 0) return;
     ++connections_;
     const std::lock_guard lock(mutex_);
