@@ -21,8 +21,8 @@ void endAsEver() {
 // Nothing but system calls: it runs in the middle of anything.
 void handleFault(int, siginfo_t* info, void*) {
   if (!guarded || info->si_code != BUS_ADRERR) return endAsEver();
-  const std::uintptr_t page = reinterpret_cast<std::uintptr_t>(info->si_addr) & ~(pageBytes - 1);
-  void* const address = reinterpret_cast<void*>(page);
+  const std::uintptr_t intoPage = reinterpret_cast<std::uintptr_t>(info->si_addr) & (pageBytes - 1);
+  void* const address = static_cast<char*>(info->si_addr) - intoPage;
   const void* const zeros =
       mmap(address, pageBytes, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
   if (zeros == MAP_FAILED) endAsEver();

@@ -18,9 +18,10 @@ namespace web {
 
 // Stack of a spare thread.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::size_t kSpareStackBytes = 2048 * 1024;  // instrumented frames are far larger
+constexpr std::size_t kSpareStackBytes =
+    std::size_t{2048} * 1024;  // instrumented frames are far larger
 #else
-constexpr std::size_t kSpareStackBytes = 256 * 1024;
+constexpr std::size_t kSpareStackBytes = std::size_t{256} * 1024;
 #endif
 // Spares that are kept while there is nothing to do; the ones beyond it end.
 constexpr std::size_t kKeptSpares = 16;

@@ -23,7 +23,7 @@ constexpr std::size_t kLineBytes = 64;
 // Followed by the part's table of clients.
 struct alignas(kLineBytes) SharedCounters::Part {
   std::atomic<std::uint32_t> connections;
-  alignas(kLineBytes) std::atomic<std::uint32_t> waiting;
+  std::atomic<std::uint32_t> waiting;
 
   ClientCounts::Cell* cells() { return reinterpret_cast<ClientCounts::Cell*>(this + 1); }
 };
