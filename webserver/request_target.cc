@@ -54,7 +54,7 @@ bool parseAbsolute(std::string_view text, Target* target) {
   target->hasAuthority = true;
   text.remove_prefix(end);
   if (!parsePathAndQuery(text, target)) return false;
-  if (target->path.empty()) target->path = "/";
+  if (target->path.empty()) target->path.assign(1, '/');
   return true;
 }
 
@@ -84,12 +84,12 @@ bool parseTarget(std::string_view text, std::string_view method, Target* target)
     if (!validHost(text)) return false;
     target->authority = text;
     target->hasAuthority = true;
-    target->path = "/";
+    target->path.assign(1, '/');
     return true;
   }
   if (text.front() == '/') return parsePathAndQuery(text, target);
   if (text == "*") {
-    target->path = "*";
+    target->path.assign(1, '*');
     return method == "OPTIONS";
   }
   return parseAbsolute(text, target);
