@@ -3,6 +3,8 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "webserver/own_names.h"
 #include "webserver/request_parser.h"
 
@@ -55,6 +57,10 @@ struct HostCase {
   bool foreign;
   const char* dstHost;
 };
+
+void PrintTo(const HostCase& each, std::ostream* out) {
+  *out << each.target << " to \"" << each.host << '"';
+}
 
 class HostNames : public RequestText, public ::testing::WithParamInterface<HostCase> {};
 
