@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -63,6 +64,7 @@ void ServerProcess::spawn(const std::vector<std::string>& options) {
   pid_ = fork();
   ASSERT_GE(pid_, 0);
   if (pid_ > 0) return;
+  prctl(PR_SET_PDEATHSIG, SIGTERM);  // a test that dies takes its server along
   dup2(open(file("err").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
   dup2(open(file("out").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDOUT_FILENO);
   execv(arguments[0], arguments.data());
