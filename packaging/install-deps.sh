@@ -10,6 +10,7 @@ Usage: packaging/install-deps.sh GROUP...
 Groups:
   build   what the programs, the pages and ./run need
   test    what the tests need beyond that
+  bench   what the measurements need beyond build
 TEXT
 }
 
@@ -20,6 +21,7 @@ build=(
 test=(
   libgtest-dev googletest chromium fonts-dejavu-core curl python3 binutils procps
   clang-format clang-tidy)
+bench=(libbenchmark-dev nginx-light wrk python3)
 
 fail() {
   echo "install-deps.sh: $*" >&2
@@ -32,6 +34,7 @@ for group in "$@"; do
   case $group in
     build) wanted+=("${build[@]}") ;;
     test) wanted+=("${test[@]}") ;;
+    bench) wanted+=("${bench[@]}") ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install-deps.sh: no group \"$group\"" >&2; usage >&2; exit 2 ;;
   esac
