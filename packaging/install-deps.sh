@@ -20,7 +20,7 @@ build=(
   nlohmann-json3-dev libsqlite3-dev libcrypt-dev)
 test=(
   libgtest-dev googletest chromium fonts-dejavu-core curl python3 binutils procps
-  clang-format clang-tidy)
+  iproute2 nftables clang-format clang-tidy)
 bench=(libbenchmark-dev nginx-light wrk python3)
 
 fail() {

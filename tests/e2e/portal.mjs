@@ -82,11 +82,11 @@ const kListeners = [
 
 export class Portal {
   // Starts everything. Of the options, `manager` and `web` are settings beside the usual ones and
-  // `profile` lists what `hotspotctl profile set default` is given.
-  static async start({ manager = {}, web = {}, profile = [] } = {}) {
+  // `profile` lists what `hotspotctl profile set default` is given; `address` is where it listens.
+  static async start({ manager = {}, web = {}, profile = [], address = "127.0.0.1" } = {}) {
     const portal = new Portal();
     try {
-      await portal.#start(manager, web, profile);
+      await portal.#start(manager, web, profile, address);
     } catch (error) {
       await portal.stop();
       throw error;
@@ -94,14 +94,14 @@ export class Portal {
     return portal;
   }
 
-  async #start(manager, web, profile) {
+  async #start(manager, web, profile, address) {
     this.dir = fs.mkdtempSync(path.join(os.tmpdir(), "hotspot-e2e-"));
     this.file = (name) => path.join(this.dir, name);
     this.#makeCertificate();
     const pages = path.join(build, "share/hotspot/pages/");
 
     const listeners = kListeners.map((listener) =>
-      `\n[[listen]]\n${toml({ address: "127.0.0.1", port: 0, ...listener })}`);
+      `\n[[listen]]\n${toml({ address, port: 0, ...listener })}`);
     fs.writeFileSync(this.file("web.toml"), toml({
       module: path.join(build, "lib/hotspot.so"),
       "manager-socket": this.file("portal.sock"),
@@ -115,7 +115,7 @@ export class Portal {
     this.web = new Service("hotspot-web", ["--config", this.file("web.toml")], this.dir);
     const ports = await eventually("hotspot-web listens", () => {
       assert.ok(!this.web.over, this.web.log());
-      const found = [...this.web.log().matchAll(/listening on https?:\/\/127\.0\.0\.1:(\d+)/g)];
+      const found = [...this.web.log().matchAll(/listening on https?:\/\/[\d.]+:(\d+)/g)];
       return found.length === kListeners.length && found.map((match) => Number(match[1]));
     });
     [this.port, this.tlsPort, this.advertPort, this.afterLoginPort] = ports;

@@ -51,6 +51,10 @@ void echo(const Request& request, Response& response) {
   char flags[16];
   std::snprintf(flags, sizeof flags, "%08x", request.connFlags);
   out << "\nflags=" << flags << "\n";
+  if ((request.connFlags & kConnOrigDstKnown) != 0) {
+    request.initOrigDst();
+    out << "orig=" << IPAddr{htonl(request.origDst[0])}.str() << ":" << request.origDst[1] << "\n";
+  }
   for (const auto& [name, value] : request.headers.fields()) out << name << ": " << value << "\n";
 }
 
