@@ -15,11 +15,11 @@ TEXT
 }
 
 build=(
-  g++ cmake ninja-build ccache ca-certificates openssl
+  g++ cmake ninja-build ccache ca-certificates openssl curl
   libboost1.81-dev libssl-dev libcli11-dev libspdlog-dev libtomlplusplus-dev
   nlohmann-json3-dev libsqlite3-dev libcrypt-dev)
 test=(
-  libgtest-dev googletest chromium fonts-dejavu-core curl python3 binutils procps
+  libgtest-dev googletest chromium fonts-dejavu-core python3 binutils procps
   iproute2 nftables clang-format clang-tidy)
 bench=(libbenchmark-dev nginx-light wrk python3)
 
