@@ -1,5 +1,6 @@
 #include "manager/admin.h"
 
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -20,16 +21,19 @@ nv::message refusal(std::uint32_t code, const std::string& text) {
 
 }  // namespace
 
-Admin::Admin(Ledger& ledger, Batch& batch, ReportedCounters& counters)
-    : ledger_(ledger), batch_(batch), counters_(counters) {}
+Admin::Admin(Ledger& ledger, CommitQueue& queue, ReportedCounters& counters)
+    : ledger_(ledger), queue_(queue), counters_(counters) {}
 
 void Admin::receive(const nv::message& request, Responder respond) {
   const std::string verb = request.get_string(admin::kVerb, "");
   const std::string arguments = request.get_string(admin::kArguments, "{}");
   if (verb.empty()) return respond(refusal(admin::kErrRefused, "the message holds no verb"));
-  batch_.submit({[this, verb, arguments] { return answer(verb, arguments); },
-                 [](const Failure& failure) { return refusal(admin::kErrStore, failure.text); },
-                 std::move(respond)});
+  const auto reply = std::make_shared<nv::message>();
+  queue_.submit({[this, verb, arguments, reply] { *reply = answer(verb, arguments); },
+                 [reply, respond = std::move(respond)](const Outcome& outcome) {
+                   respond(outcome.failure ? refusal(admin::kErrStore, outcome.failure->text)
+                                           : *reply);
+                 }});
 }
 
 nv::message Admin::answer(const std::string& verb, const std::string& arguments) {

@@ -9,18 +9,19 @@
 #include <string>
 
 #include "host/message.h"
-#include "manager/batch.h"
+#include "manager/commit_queue.h"
 #include "manager/ledger.h"
 #include "manager/reported_counters.h"
 
 namespace manager {
 
-// Loop thread only. Everything given to it must outlive it.
+// receive() on the loop thread, everything else on the storage thread. Everything given to it must
+// outlive it.
 class Admin {
  public:
   using Responder = std::function<void(const nv::message&)>;
 
-  Admin(Ledger& ledger, Batch& batch, ReportedCounters& counters);
+  Admin(Ledger& ledger, CommitQueue& queue, ReportedCounters& counters);
 
   // Answers one message, whatever its bytes are. What it changed is durable when `respond` is
   // called.
@@ -60,7 +61,7 @@ class Admin {
   void checkProfile(const std::string& name) const;
 
   Ledger& ledger_;
-  Batch& batch_;
+  CommitQueue& queue_;
   ReportedCounters& counters_;
 };
 

@@ -19,7 +19,8 @@ struct Credentials {
   std::string account;                // the user name, with "@" and the domain when one was given
   std::string password;               // in plain text or as a CHAP answer
   std::vector<Challenge> challenges;  // that a CHAP answer may answer
-  bool plainAllowed = false;          // the password may have come in plain text
+  bool overHttps = false;
+  bool plainAllowed = false;  // the password may have come in plain text
   std::uint32_t clientAddress = 0;
   std::string clientMac;
   std::string radiusAttributes;  // that the client's page sent, encoded
@@ -28,6 +29,8 @@ struct Credentials {
 struct Verdict {
   // Set when the login is refused.
   std::optional<Failure> failure;
+  // The refusal shows that name and password do not belong together: it counts as a guess.
+  bool wasGuess = false;
   // Otherwise: the account as it was checked, how ("http-chap", "http-plain"), and attributes for
   // the pages.
   User account;
@@ -35,16 +38,16 @@ struct Verdict {
   std::string radiusAttributes;
 };
 
-// Loop thread only.
 class Authenticator {
  public:
   virtual ~Authenticator() = default;
 
-  // Checks the credentials and calls `done` once on the loop thread: within this call when the
-  // answer is at hand, later when it has to be waited for. Never blocks.
+  // Loop thread only. Checks the credentials and calls `done` once on the loop thread: within this
+  // call when the answer is at hand, later when it has to be waited for. Never blocks.
   virtual void check(const Credentials& credentials, std::function<void(Verdict)> done) = 0;
 
-  // The account as it is now; nothing when there is none.
+  // The account as it is now; nothing when there is none. Storage thread only, within a
+  // CommitQueue's work; throws StoreError.
   virtual std::optional<User> account(const std::string& name) = 0;
 };
 

@@ -10,7 +10,7 @@
 
 namespace manager {
 
-// Used on the loop thread only.
+// Any thread.
 class Clock {
  public:
   virtual ~Clock() = default;

@@ -71,6 +71,10 @@ settings::Result readConfig(int argc, const char* const* argv, Config* config) {
   app.add_option("--neighbour-table", config->neighbourTable,
                  "table of hardware addresses, in the form of /proc/net/arp")
       ->capture_default_str();
+  app.add_option("--guesses-per-minute", config->guessesPerMinute,
+                 "wrong passwords that a client may try in a minute; 0 = any number")
+      ->check(CLI::Range(0u, 100000u))
+      ->capture_default_str();
   app.add_option("--log-level", config->logLevel, "debug, info, warn or error")
       ->check(CLI::IsMember({"debug", "info", "warn", "error"}))
       ->capture_default_str();

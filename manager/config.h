@@ -5,6 +5,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -22,6 +23,7 @@ struct Config {
   std::string adminGroup;
   std::string neighbourTable = "/proc/net/arp";
   std::string logLevel = "info";
+  std::uint32_t guessesPerMinute = 10;
   bool checkOnly = false;
   ServerSettings server;
 };

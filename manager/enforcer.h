@@ -11,7 +11,8 @@
 
 namespace manager {
 
-// Called on the loop thread; must not block. Sessions are told of after they were committed.
+// Called from the loop thread and from the storage thread, at once too; must not block. Sessions
+// are told of after they were committed.
 class Enforcer {
  public:
   virtual ~Enforcer() = default;

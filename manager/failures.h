@@ -21,6 +21,9 @@ struct Failure {
 inline constexpr Failure kFailStore = {
     portal::kErrInternal, "hotspot manager cannot write its database",
     "The hotspot cannot save this at the moment. Please try again later."};
+inline constexpr Failure kFailOverloaded = {
+    portal::kErrInternal, "too many requests wait for the hotspot manager's database",
+    "The hotspot is overloaded at the moment. Please try again in a little while."};
 inline constexpr Failure kFailInternal = {portal::kErrInternal, "hotspot manager failed",
                                           "The hotspot could not do this. Please try again later."};
 inline constexpr Failure kFailBusy = {
@@ -63,6 +66,9 @@ inline constexpr Failure kFailTrafficLimit = {portal::kErrTrafficLimit,
 inline constexpr Failure kFailAuthInProgress = {
     portal::kErrAuthInProgress, "a login of this client is being checked",
     "Your login is being checked. Please wait a moment."};
+inline constexpr Failure kFailTooManyGuesses = {
+    portal::kErrAuthInProgress, "too many wrong passwords from this client",
+    "There were too many wrong passwords from this device. Please wait a minute and try again."};
 
 }  // namespace manager
 

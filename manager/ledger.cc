@@ -11,7 +11,9 @@ Ledger::Ledger(Store& store, const Clock& clock, Enforcer& enforcer, const Serve
 
 void Ledger::commit() {
   store_.commit();
-  sessions_.keep();
+  unseenSessions_.merge(sessions_.keep());
+  unseenProfiles_ = unseenProfiles_ || before_.profiles.has_value();
+  unseenSettings_ = unseenSettings_ || before_.kept.has_value();
   before_ = {};
   for (const auto& tell : afterCommit_) tell();
   afterCommit_.clear();
@@ -29,20 +31,37 @@ void Ledger::rollback() noexcept {
   before_ = {};
 }
 
+Changes Ledger::takeChanges() {
+  Changes changes;
+  for (const std::uint32_t address : unseenSessions_) {
+    const Session* session = sessions_.find(address);
+    changes.sessions.emplace_back(address, session ? std::optional(*session) : std::nullopt);
+  }
+  if (unseenProfiles_) changes.profiles = profiles_;
+  if (unseenSettings_) changes.settings = settings_;
+  unseenSessions_.clear();
+  unseenProfiles_ = unseenSettings_ = false;
+  return changes;
+}
+
 const Session* Ledger::find(std::uint32_t address, const std::string& mac) {
   takeCounters(address);
   const Session* session = sessions_.find(address);
   if (!session || overdue(*session, now())) return nullptr;
-  if (!mac.empty() && !session->mac.empty() && mac != session->mac) {
+  if (isOtherDevice(*session, mac)) {
     displaced_.insert(address);
     return nullptr;
   }
   return session;
 }
 
-void Ledger::touch(std::uint32_t address) {
-  sessions_.touch(address, now());
-  changed_.insert(address);
+void Ledger::touch(std::uint32_t address, std::int64_t atSecs) {
+  if (sessions_.touch(address, atSecs)) changed_.insert(address);
+}
+
+void Ledger::displace(std::uint32_t address, const std::string& otherMac) {
+  const Session* session = sessions_.find(address);
+  if (session && isOtherDevice(*session, otherMac)) displaced_.insert(address);
 }
 
 void Ledger::open(const Session& session) {

@@ -18,15 +18,18 @@
 #include "manager/server_settings.h"
 #include "manager/session_rules.h"
 #include "manager/session_table.h"
+#include "manager/standing.h"
 #include "manager/store.h"
+#include "manager/view.h"
 
 namespace manager {
 
-// Loop thread only. Call order: start() once; then any operations, and commit() or rollback()
-// behind each group of them. Operations marked (writes) throw StoreError when the database fails;
-// the group must then be rolled back. Nothing may be answered from a group before its commit() has
-// returned.
-class Ledger {
+// One thread at a time: the main thread until start() has returned and after CommitQueue::finish(),
+// the storage thread (commit_queue.h) in between. Call order: start() once; then any operations,
+// and commit() or rollback() behind each group of them. Operations marked (writes) throw StoreError
+// when the database fails; the group must then be rolled back. Nothing may be answered from a group
+// before its commit() has returned.
+class Ledger final : public Standing {
  public:
   Ledger(Store& store, const Clock& clock, Enforcer& enforcer, const ServerSettings& base);
 
@@ -40,6 +43,9 @@ class Ledger {
   void commit();
   void rollback() noexcept;
 
+  // What was committed since this was called last; the first time everything.
+  Changes takeChanges();
+
   // Ends what is over, tells the enforcer of new client states, and once a minute writes what
   // changed in memory alone. A group of its own: commits, or rolls back and throws.
   void sweep();
@@ -47,17 +53,17 @@ class Ledger {
   // the program; throws like sweep().
   void settle();
 
-  std::int64_t now() const { return clock_.uptimeSecs(); }
+  std::int64_t now() const override { return clock_.uptimeSecs(); }
   std::int64_t wallNow() const { return clock_.wallSecs(); }
   Store& store() { return store_; }
 
-  // The client's session, null when it has none or the session is over (the next sweep ends it in
-  // the store). `mac` is the address' present hardware address, empty when unknown: a session of
-  // another device is not the client's. Valid until the next operation on that session.
-  const Session* find(std::uint32_t address, const std::string& mac);
+  const Session* find(std::uint32_t address, const std::string& mac) override;
   const SessionTable& sessions() const { return sessions_; }
-  // Notes that the client was active.
-  void touch(std::uint32_t address);
+  // Notes that the client was active; nothing without a session, or where it was active later.
+  void touch(std::uint32_t address, std::int64_t atSecs);
+  // Notes that the address was seen to be another device's: the next sweep ends a session of this
+  // one's.
+  void displace(std::uint32_t address, const std::string& otherMac);
 
   void open(const Session& session);                  // (writes)
   void update(const Session& session);                // (writes)
@@ -68,11 +74,11 @@ class Ledger {
   Use useOfRunning(const std::string& account) const;
 
   const std::map<std::string, Profile>& profiles() const { return profiles_; }
-  const Profile* findProfile(const std::string& name) const;
+  const Profile* findProfile(const std::string& name) const override;
   void putProfile(const Profile& profile);      // (writes)
   void removeProfile(const std::string& name);  // (writes)
 
-  const ServerSettings& settings() const { return settings_; }
+  const ServerSettings& settings() const override { return settings_; }
   const ServerSettings& baseSettings() const { return base_; }
   const std::map<std::string, std::string>& keptSettings() const { return kept_; }
   void keepSetting(const std::string& name, const std::string& value);  // (writes)
@@ -104,6 +110,9 @@ class Ledger {
   std::set<std::uint32_t> changed_;    // active or counted since writeChanged
   std::set<std::uint32_t> displaced_;  // another device was seen at the session's address
   std::unordered_map<std::uint32_t, portal::ClientState> announced_;
+  std::set<std::uint32_t> unseenSessions_;  // committed since takeChanges
+  bool unseenProfiles_ = true;
+  bool unseenSettings_ = true;
   std::int64_t lastWrittenAt_ = 0;
   TimeAnchor anchor_;  // as the store has it
 };

@@ -76,7 +76,7 @@ void Ledger::start() {
 
 void Ledger::takeCounters(std::uint32_t address) {
   const std::optional<Counters> counters = enforcer_.counters(address);
-  if (counters && sessions_.count(address, *counters)) touch(address);
+  if (counters && sessions_.count(address, *counters)) touch(address, now());
 }
 
 void Ledger::endOverdue() {

@@ -1,6 +1,9 @@
 #include "manager/local_users.h"
 
+#include <algorithm>
 #include <boost/asio/post.hpp>
+#include <memory>
+#include <thread>
 #include <utility>
 
 #include "manager/password.h"
@@ -15,14 +18,40 @@ Verdict refused(const Failure& failure) {
   return verdict;
 }
 
+Verdict refusedGuess(const Failure& failure) {
+  Verdict verdict = refused(failure);
+  verdict.wasGuess = true;
+  return verdict;
+}
+
+std::size_t hashThreads() { return std::clamp(std::thread::hardware_concurrency() / 2, 1u, 4u); }
+
+// An account that keeps the password itself; an unknown one takes the same time.
+std::optional<Verdict> matchSecret(const Credentials& credentials,
+                                   const std::optional<User>& user) {
+  const User& account = user.value_or(User{});
+  const bool byChap = looksLikeChap(credentials.password) &&
+                      chapMatches(credentials.password, account.secret, credentials.challenges);
+  const bool byPlain =
+      credentials.plainAllowed && plainMatches(credentials.password, account.secret);
+  if (!user || (!byChap && !byPlain)) return std::nullopt;
+  Verdict verdict;
+  verdict.account = *user;
+  verdict.byChap = byChap;
+  return verdict;
+}
+
 }  // namespace
 
-LocalUsers::LocalUsers(boost::asio::io_context& loop, Store& store) : loop_(loop), store_(store) {}
+LocalUsers::LocalUsers(boost::asio::io_context& loop, CommitQueue& queue, Store& store)
+    : loop_(loop), queue_(queue), store_(store), workers_(hashThreads()) {}
 
 LocalUsers::~LocalUsers() {
-  worker_.stop();
-  worker_.join();
+  workers_.stop();
+  workers_.join();
 }
+
+std::optional<User> LocalUsers::account(const std::string& name) { return store_.findUser(name); }
 
 void LocalUsers::check(const Credentials& credentials, std::function<void(Verdict)> done) {
   const bool mayBeChap = looksLikeChap(credentials.password);
@@ -30,40 +59,46 @@ void LocalUsers::check(const Credentials& credentials, std::function<void(Verdic
   if (!credentials.plainAllowed && credentials.challenges.empty()) {
     return done(refused(kFailChapStale));
   }
-  const std::optional<User> user = store_.findUser(credentials.account);
-  if (!user) return done(refused(kFailInvalidUser));
-  if (!user->hashed) return done(checkPlain(credentials, *user));
-  if (!credentials.plainAllowed) return done(refused(kFailHashedChap));
-  checkHash(credentials.password, *user, std::move(done));
+  const auto user = std::make_shared<std::optional<User>>();
+  queue_.submit({[this, user, name = credentials.account] { *user = store_.findUser(name); },
+                 [this, user, credentials, done = std::move(done)](const Outcome& outcome) {
+                   if (outcome.failure) return done(refused(*outcome.failure));
+                   checkAccount(credentials, *user, done);
+                 }});
 }
 
-std::optional<User> LocalUsers::account(const std::string& name) { return store_.findUser(name); }
-
-Verdict LocalUsers::checkPlain(const Credentials& credentials, const User& user) const {
-  Verdict verdict;
-  verdict.account = user;
-  if (looksLikeChap(credentials.password) &&
-      chapMatches(credentials.password, user.secret, credentials.challenges)) {
-    verdict.byChap = true;
-    return verdict;
+void LocalUsers::checkAccount(const Credentials& credentials, const std::optional<User>& user,
+                              const Done& done) {
+  if (!user || !user->hashed) {
+    if (const auto verdict = matchSecret(credentials, user)) return done(*verdict);
   }
-  if (credentials.plainAllowed && plainMatches(credentials.password, user.secret)) return verdict;
-  return refused(kFailInvalidUser);
+  if (credentials.plainAllowed) return checkHash(credentials, user, done);
+  const bool isHashed = user && user->hashed;
+  done(refusedGuess(isHashed ? kFailHashedChap : kFailInvalidUser));
 }
 
-void LocalUsers::checkHash(const std::string& password, const User& user,
-                           std::function<void(Verdict)> done) {
+void LocalUsers::checkHash(const Credentials& credentials, const std::optional<User>& user,
+                           const Done& done) {
   if (waiting_ >= kMaxWaiting) return done(refused(kFailBusy));
   ++waiting_;
-  boost::asio::post(worker_, [this, password, user = user, done = std::move(done)]() mutable {
-    const bool right = hashMatches(password, user.secret);
-    boost::asio::post(loop_, [this, right, user = std::move(user), done = std::move(done)] {
-      --waiting_;
-      Verdict verdict = right ? Verdict{} : refused(kFailInvalidUser);
-      verdict.account = user;
-      done(std::move(verdict));
-    });
-  });
+  const bool isHashed = user && user->hashed;
+  // Over HTTP the page's script answers the challenge where it can, which no hash can check.
+  const bool isChap = !credentials.overHttps && !credentials.challenges.empty();
+  boost::asio::post(
+      workers_, [this, user, isHashed, isChap, done, password = credentials.password]() mutable {
+        const bool matches = hashMatches(password, isHashed ? user->secret : kNobodysHash);
+        Verdict verdict;
+        if (isHashed && matches) {
+          verdict.account = *user;
+        } else {
+          verdict = refusedGuess(isHashed && isChap ? kFailHashedChap : kFailInvalidUser);
+        }
+        // The last reference to what `done` holds must go on the loop thread.
+        boost::asio::post(loop_, [this, verdict, done = std::move(done)] {
+          --waiting_;
+          done(verdict);
+        });
+      });
 }
 
 }  // namespace manager

@@ -27,6 +27,11 @@ bool plainMatches(const std::string& given, const std::string& password);
 // False also when the hash is malformed. Any thread.
 bool hashMatches(const std::string& given, const std::string& hash);
 
+// Nobody's hash: what a check against an account costs that does not exist. Of the cost that
+// hotspotctl gives every hash it makes (crypt_gensalt's default).
+inline constexpr const char* kNobodysHash =
+    "$y$j9T$QxtSVjiUjQTB76/ThignN0$KGYdkRLir6CxQvQtxZjJDnN9XZp9Fy1mNn/Q3umMkvB";
+
 // True when `text` is a yescrypt hash that this system's crypt(3) can check.
 bool isUsableHash(const std::string& text);
 

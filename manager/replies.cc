@@ -23,6 +23,9 @@ std::uint32_t wireDuration(std::uint64_t secs) {
       std::min<std::uint64_t>(secs, std::numeric_limits<std::uint32_t>::max()));
 }
 
+// A longer name is nobody's, and is not sent back.
+constexpr std::size_t kMaxEchoedName = 253;
+
 void addText(nv::message* reply, std::uint32_t id, const std::string& text) {
   if (!text.empty()) reply->insert_string(id, text);
 }
@@ -70,6 +73,45 @@ void addSession(nv::message* reply, const Session& session, const Profile* profi
     reply->insert_raw(portal::kRadiusAttributes,
                       {session.radiusAttributes.begin(), session.radiusAttributes.end()});
   }
+}
+
+nv::message statusReply(const Standing& standing, const Session& session, const Client& client,
+                        bool loggedIn) {
+  nv::message reply;
+  addHotspot(&reply, standing.settings(), client.mac.empty() ? session.mac : client.mac);
+  addSession(&reply, session, standing.findProfile(session.profile), standing.now(), loggedIn);
+  return reply;
+}
+
+nv::message nobodyReply(const Standing& standing, const Client& client) {
+  nv::message reply;
+  addHotspot(&reply, standing.settings(), client.mac);
+  reply.insert_bool(portal::kLoggedIn, false);
+  return reply;
+}
+
+nv::message refusedReply(Standing& standing, const Client& client, const Failure& failure) {
+  const Session* session = standing.find(client.address, client.mac);
+  nv::message reply =
+      session ? statusReply(standing, *session, client, true) : nobodyReply(standing, client);
+  addFailure(&reply, failure);
+  return reply;
+}
+
+nv::message loginPageReply(const Standing& standing, const Login& login) {
+  nv::message reply = nobodyReply(standing, login.client);
+  if (login.user.size() <= kMaxEchoedName) {
+    reply.insert_string(portal::kUserName, login.user);
+  }
+  if (login.domain.size() <= kMaxEchoedName) reply.insert_string(portal::kDomain, login.domain);
+  return reply;
+}
+
+nv::message loginRefusedReply(const Standing& standing, const Login& login,
+                              const Failure& failure) {
+  nv::message reply = loginPageReply(standing, login);
+  addFailure(&reply, failure);
+  return reply;
 }
 
 void addFailure(nv::message* reply, const Failure& failure) {

@@ -3,6 +3,7 @@
 #ifndef MANAGER_REPORTED_COUNTERS_H_
 #define MANAGER_REPORTED_COUNTERS_H_
 
+#include <mutex>
 #include <unordered_map>
 
 #include "manager/enforcer.h"
@@ -22,6 +23,7 @@ class ReportedCounters : public Enforcer {
   void report(std::uint32_t address, const Counters& counters);
 
  private:
+  mutable std::mutex mutex_;  // for all of it
   std::unordered_map<std::uint32_t, std::optional<Counters>> reported_;
 };
 

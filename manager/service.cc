@@ -16,29 +16,38 @@ constexpr std::chrono::seconds kSweepInterval{1};
 constexpr std::chrono::milliseconds kStopTurn{20};
 constexpr int kStopTurns = 500;
 
+Ledger& started(Ledger& ledger) {
+  ledger.start();
+  return ledger;
+}
+
 }  // namespace
 
 Service::Service(const Config& config)
     : store_(config.database),
       ledger_(store_, clock_, enforcer_, config.server),
-      batch_(loop_, ledger_),
-      users_(loop_, store_),
+      view_(clock_, enforcer_),
+      queue_(loop_, started(ledger_), view_),
+      users_(loop_, queue_, store_),
+      clerk_(ledger_, users_),
       neighbours_(clock_, config.neighbourTable),
-      portal_(ledger_, batch_, users_, neighbours_),
-      admin_(ledger_, batch_, enforcer_),
+      portal_(view_, queue_, clerk_, users_, neighbours_, config.guessesPerMinute),
+      admin_(ledger_, queue_, enforcer_),
       signals_(loop_, SIGTERM, SIGINT),
       timer_(loop_),
       portalSocket_(loop_, config.socket, groupId(config.group),
                     [this](const nv::message& request, PeerSocket::Responder respond) {
-                      portal_.receive(request, std::move(respond));
+                      portal_.receive(request, respond);
                     }),
       adminSocket_(loop_, config.adminSocket, groupId(config.adminGroup),
                    [this](const nv::message& request, PeerSocket::Responder respond) {
                      admin_.receive(request, std::move(respond));
                    }) {
-  ledger_.start();
   spdlog::info("serving on {} and, for administration, on {}", config.socket, config.adminSocket);
 }
+
+// Work of the queue's uses what is destroyed before it.
+Service::~Service() { queue_.finish(); }
 
 void Service::run() {
   signals_.async_wait([this](const boost::system::error_code& error, int signal) {
@@ -48,6 +57,7 @@ void Service::run() {
   });
   scheduleSweep();
   loop_.run();
+  queue_.finish();
   try {
     ledger_.settle();
   } catch (const StoreError& error) {
@@ -59,25 +69,26 @@ void Service::run() {
 void Service::scheduleSweep() {
   timer_.expires_after(kSweepInterval);
   timer_.async_wait([this](const boost::system::error_code& error) {
-    if (error) return;
-    sweep();
-    scheduleSweep();
+    if (!error) sweep();
   });
 }
 
 void Service::sweep() {
-  try {
-    ledger_.sweep();
-    if (sweepFailed_) spdlog::info("the database can be written again");
-    sweepFailed_ = false;
-  } catch (const StoreError& error) {
-    if (!sweepFailed_) spdlog::error("cannot end sessions that are over: {}", error.what());
-    sweepFailed_ = true;
-  }
+  queue_.sweep([this](const Outcome& outcome) {
+    if (outcome.failure && !sweepFailed_) {
+      spdlog::error("cannot end sessions that are over: {}", outcome.reason);
+    } else if (!outcome.failure && sweepFailed_) {
+      spdlog::info("the database can be written again");
+    }
+    sweepFailed_ = outcome.failure.has_value();
+    // However slow the disk is, one sweep is under way at a time.
+    if (!stopping_) scheduleSweep();
+  });
 }
 
 void Service::stop() {
-  portal_.refuseLogins();
+  stopping_ = true;
+  clerk_.refuseLogins();
   portalSocket_.stopAccepting();
   adminSocket_.stopAccepting();
   awaitLastAnswers(kStopTurns);
@@ -88,10 +99,13 @@ void Service::awaitLastAnswers(int turnsLeft) {
   timer_.expires_after(kStopTurn);
   timer_.async_wait([this, turnsLeft](const boost::system::error_code& error) {
     if (error) return;
-    if (turnsLeft == 0 || portalSocket_.underWay() + adminSocket_.underWay() == 0) {
+    // What waits for the disk is waited for as long as it takes; only peers that do not read their
+    // answers, and password checks, are given up.
+    const bool answered = portalSocket_.underWay() + adminSocket_.underWay() == 0;
+    if (queue_.waiting() == 0 && (answered || turnsLeft == 0)) {
       loop_.stop();
     } else {
-      awaitLastAnswers(turnsLeft - 1);
+      awaitLastAnswers(turnsLeft > 0 ? turnsLeft - 1 : 0);
     }
   });
 }

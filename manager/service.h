@@ -8,8 +8,9 @@
 #include <boost/asio/steady_timer.hpp>
 
 #include "manager/admin.h"
-#include "manager/batch.h"
+#include "manager/clerk.h"
 #include "manager/clock.h"
+#include "manager/commit_queue.h"
 #include "manager/config.h"
 #include "manager/ledger.h"
 #include "manager/local_users.h"
@@ -18,6 +19,7 @@
 #include "manager/portal.h"
 #include "manager/reported_counters.h"
 #include "manager/store.h"
+#include "manager/view.h"
 
 namespace manager {
 
@@ -26,6 +28,9 @@ class Service {
   // Opens the database and the sockets. Throws std::exception with one line that says what is
   // wrong.
   explicit Service(const Config& config);
+  ~Service();
+  Service(const Service&) = delete;
+  Service& operator=(const Service&) = delete;
 
   // Serves until SIGTERM or SIGINT; then answers what it has been asked, makes everything durable
   // and returns.
@@ -42,8 +47,10 @@ class Service {
   Store store_;
   ReportedCounters enforcer_;
   Ledger ledger_;
-  Batch batch_;
+  View view_;
+  CommitQueue queue_;
   LocalUsers users_;
+  Clerk clerk_;
   Neighbours neighbours_;
   Portal portal_;
   Admin admin_;
@@ -52,6 +59,7 @@ class Service {
   PeerSocket portalSocket_;
   PeerSocket adminSocket_;
   bool sweepFailed_ = false;
+  bool stopping_ = false;
 };
 
 }  // namespace manager

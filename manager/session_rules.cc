@@ -67,6 +67,10 @@ std::optional<EndReason> overdue(const Session& session, std::int64_t nowSecs) {
   return std::nullopt;
 }
 
+bool isOtherDevice(const Session& session, const std::string& mac) {
+  return !mac.empty() && !session.mac.empty() && mac != session.mac;
+}
+
 portal::ClientState clientState(const Session& session, const Profile* profile,
                                 std::int64_t nowSecs) {
   if (!profile || !advertises(*profile) || !session.advertDueAt) return portal::kStateNormal;

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "manager/portal_protocol.h"
 #include "manager/records.h"
@@ -29,6 +30,9 @@ const char* reasonText(EndReason reason);
 
 // Why the session is over at that moment; nothing while it is not. A session at its limit is over.
 std::optional<EndReason> overdue(const Session& session, std::int64_t nowSecs);
+
+// True when both hardware addresses are known and they differ.
+bool isOtherDevice(const Session& session, const std::string& mac);
 
 // `profile` may be null: no advertisements.
 portal::ClientState clientState(const Session& session, const Profile* profile,

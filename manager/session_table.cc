@@ -31,9 +31,11 @@ void SessionTable::erase(std::uint32_t address) {
   eraseRaw(address);
 }
 
-void SessionTable::touch(std::uint32_t address, std::int64_t uptimeSecs) {
+bool SessionTable::touch(std::uint32_t address, std::int64_t uptimeSecs) {
   const auto found = sessions_.find(address);
-  if (found != sessions_.end()) found->second.lastActiveAt = uptimeSecs;
+  if (found == sessions_.end() || found->second.lastActiveAt > uptimeSecs) return false;
+  found->second.lastActiveAt = uptimeSecs;
+  return true;
 }
 
 bool SessionTable::count(std::uint32_t address, const Counters& counters) {
@@ -43,7 +45,12 @@ bool SessionTable::count(std::uint32_t address, const Counters& counters) {
   return true;
 }
 
-void SessionTable::keep() { before_.clear(); }
+std::set<std::uint32_t> SessionTable::keep() {
+  std::set<std::uint32_t> changed;
+  for (const auto& [address, session] : before_) changed.insert(address);
+  before_.clear();
+  return changed;
+}
 
 void SessionTable::undo() {
   while (!before_.empty()) {

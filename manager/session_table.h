@@ -31,12 +31,13 @@ class SessionTable {
   void put(const Session& session);
   void erase(std::uint32_t address);
 
-  // Notes that the client was active; nothing when there is no session.
-  void touch(std::uint32_t address, std::int64_t uptimeSecs);
+  // Notes that the client was active; false without a session, or when it was active later.
+  bool touch(std::uint32_t address, std::int64_t uptimeSecs);
   // Takes over the session's traffic; true when there is a session and its counters changed.
   bool count(std::uint32_t address, const Counters& counters);
 
-  void keep();
+  // Keeps the changes; gives the addresses that they are about.
+  std::set<std::uint32_t> keep();
   void undo();
 
  private:

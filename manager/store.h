@@ -15,7 +15,7 @@
 
 namespace manager {
 
-// Used on the loop thread only.
+// One thread at a time: the ledger's (ledger.h).
 class Store {
  public:
   // Opens or creates the database at `path`.

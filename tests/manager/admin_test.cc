@@ -39,8 +39,7 @@ TEST_F(AdminTest, RefusesBytesThatAreNoJson) {
     nv::message reply;
     bench.parts->admin.receive(adminOf("user.list", text),
                                [&](const nv::message& answer) { reply = answer; });
-    bench.parts->loop.restart();
-    bench.parts->loop.poll();
+    bench.runUntil([&] { return !reply.ids().empty(); });
     EXPECT_EQ(errorCode(reply), manager::admin::kErrRefused) << text;
   }
 }

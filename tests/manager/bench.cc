@@ -11,24 +11,43 @@ namespace {
 const char* const kHeading =
     "IP address       HW type     Flags       HW address            Mask     Device\n";
 
+manager::Ledger& started(manager::Ledger& ledger) {
+  ledger.start();
+  return ledger;
+}
+
 }  // namespace
 
 Bench::Parts::Parts(Bench& bench)
     : store(bench.dir.file("db")),
       ledger(store, bench.clock, enforcer, bench.base),
-      batch(loop, ledger),
-      users(loop, store),
+      view(bench.clock, enforcer),
+      queue(loop, started(ledger), view),
+      users(loop, queue, store),
+      clerk(ledger, users),
       neighbours(bench.clock, bench.dir.file("arp")),
-      portal(ledger, batch, users, neighbours),
-      admin(ledger, batch, enforcer) {
-  ledger.start();
-}
+      portal(view, queue, clerk, users, neighbours, bench.guessesPerMinute),
+      admin(ledger, queue, enforcer) {}
 
 Bench::Bench() { parts = std::make_unique<Parts>(*this); }
 
 void Bench::restart() {
   parts.reset();
   parts = std::make_unique<Parts>(*this);
+}
+
+void Bench::sweep() {
+  bool swept = false;
+  parts->queue.sweep([&](const manager::Outcome& outcome) {
+    EXPECT_FALSE(outcome.failure) << outcome.reason;
+    swept = true;
+  });
+  runUntil([&] { return swept; });
+}
+
+void Bench::settle() {
+  parts->queue.finish();
+  parts->ledger.settle();
 }
 
 void Bench::runUntil(const std::function<bool()>& isDone) {

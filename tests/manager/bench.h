@@ -13,13 +13,15 @@
 #include <vector>
 
 #include "manager/admin.h"
-#include "manager/batch.h"
+#include "manager/clerk.h"
+#include "manager/commit_queue.h"
 #include "manager/ledger.h"
 #include "manager/local_users.h"
 #include "manager/neighbours.h"
 #include "manager/portal.h"
 #include "manager/reported_counters.h"
 #include "manager/store.h"
+#include "manager/view.h"
 #include "tests/manager/requests.h"
 #include "tests/manager/temporary.h"
 
@@ -84,22 +86,33 @@ class Bench {
   void addHashedUser(const std::string& name, const std::string& password);
   void setMac(const std::string& address, const std::string& mac);
 
+  // A sweep as the manager does one every second.
+  void sweep();
+  // The orderly end that restart() is not: everything is written.
+  void settle();
+
   // Runs the loop until the condition holds, or nothing happens for twenty seconds.
   void runUntil(const std::function<bool()>& isDone);
 
   TemporaryDir dir;
   FakeClock clock;
   manager::ServerSettings base;
+  std::uint32_t guessesPerMinute = 0;
 
   struct Parts {
-    Parts(Bench& bench);
+    explicit Parts(Bench& bench);
+    ~Parts() { queue.finish(); }
+    Parts(const Parts&) = delete;
+    Parts& operator=(const Parts&) = delete;
 
     boost::asio::io_context loop{1};
     manager::Store store;
     WatchedEnforcer enforcer;
     manager::Ledger ledger;
-    manager::Batch batch;
+    manager::View view;
+    manager::CommitQueue queue;
     manager::LocalUsers users;
+    manager::Clerk clerk;
     manager::Neighbours neighbours;
     manager::Portal portal;
     manager::Admin admin;

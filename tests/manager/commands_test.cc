@@ -215,7 +215,7 @@ TEST_F(Commands, TellTheEnforcerOfEachNewState) {
   logIn();
   const auto sweepAfter = [&](std::int64_t secs) {
     bench.clock.pass(secs);
-    bench.parts->ledger.sweep();
+    bench.sweep();
   };
   sweepAfter(1);
   sweepAfter(59);
@@ -237,7 +237,7 @@ TEST_F(Commands, DoNotShowOneDevicesSessionToAnother) {
   bench.clock.pass(1);
   EXPECT_FALSE(isLoggedIn(bench.command(portal::kGet)));
   EXPECT_EQ(errorCode(bench.command(portal::kStatus)), portal::kErrNotLoggedIn);
-  bench.parts->ledger.sweep();
+  bench.sweep();
   EXPECT_EQ(bench.parts->ledger.sessions().size(), 0u) << "it is ended, not only hidden";
 }
 

@@ -92,7 +92,7 @@ TEST_F(LedgerTest, KeepsTheLengthOfASessionOverAReboot) {
   bench.chapLogin("ann", "secret");
   bench.clock.pass(600);
   bench.command(portal::kGet);
-  bench.parts->ledger.settle();
+  bench.settle();
   reboot(120, 30);
   const nv::message reply = bench.command(portal::kStatus);
   ASSERT_TRUE(isLoggedIn(reply));
@@ -118,7 +118,7 @@ TEST_F(LedgerTest, EndsEverySessionWhenTheWallClockWentBackOverAReboot) {
   bench.chapLogin("ann", "secret");
   bench.clock.pass(600);
   bench.command(portal::kGet);
-  bench.parts->ledger.settle();
+  bench.settle();
   bench.clock.wall -= 100000;
   reboot(10, 30);
   EXPECT_FALSE(isLoggedIn(bench.command(portal::kGet)));
@@ -131,7 +131,7 @@ TEST_F(LedgerTest, FollowsAWallClockThatIsSetWhileItRuns) {
   bench.restart();
   bench.chapLogin("ann", "secret");
   bench.clock.wall = 1800000000;  // and the time arrives from the network
-  bench.parts->ledger.sweep();
+  bench.sweep();
   reboot(60, 30);
   const nv::message reply = bench.command(portal::kStatus);
   ASSERT_TRUE(isLoggedIn(reply));
@@ -142,7 +142,7 @@ TEST_F(LedgerTest, FollowsAWallClockThatIsSetWhileItRuns) {
 TEST_F(LedgerTest, SweepEndsWhatIsOverInTheStoreToo) {
   bench.chapLogin("ann", "secret");
   bench.clock.pass(3600);
-  bench.parts->ledger.sweep();
+  bench.sweep();
   EXPECT_EQ(bench.parts->enforcer.dismissed, std::vector<std::uint32_t>{kClient});
   EXPECT_TRUE(bench.parts->store.loadSessions().empty());
   EXPECT_EQ(usedUptime(), 3600u);
@@ -152,10 +152,10 @@ TEST_F(LedgerTest, SweepWritesActivityOnceAMinute) {
   bench.chapLogin("ann", "secret");
   bench.clock.pass(30);
   bench.command(portal::kGet);
-  bench.parts->ledger.sweep();
+  bench.sweep();
   EXPECT_EQ(bench.parts->store.loadSessions().at(0).lastActiveAt, bench.clock.uptime - 30);
   bench.clock.pass(30);
-  bench.parts->ledger.sweep();
+  bench.sweep();
   EXPECT_EQ(bench.parts->store.loadSessions().at(0).lastActiveAt, bench.clock.uptime - 30);
 }
 
@@ -163,7 +163,7 @@ TEST_F(LedgerTest, SweepForgetsExpiredCookies) {
   bench.admin("server.set", {{"cookie-lifetime", "100"}});
   bench.chapLogin("ann", "secret");
   bench.clock.pass(200);
-  bench.parts->ledger.sweep();
+  bench.sweep();
   EXPECT_TRUE(bench.parts->store.listCookies(-1, 10).empty());
 }
 

@@ -227,7 +227,7 @@ TEST_F(Login, AfterTheAccountsTimeIsRefused) {
   EXPECT_FALSE(isLoggedIn(bench.command(portal::kGet)));
   EXPECT_EQ(errorCode(bench.chapLogin("ann", "secret")), portal::kErrUptimeLimit);
   bench.admin("user.set", {{"name", "ann"}, {"reset-use", true}});
-  bench.parts->ledger.sweep();
+  bench.sweep();
   bench.admin("user.set", {{"name", "ann"}, {"reset-use", true}});
   EXPECT_TRUE(isLoggedIn(bench.chapLogin("ann", "secret")));
 }
@@ -253,7 +253,7 @@ TEST_F(Login, OfAnAccountWhoseProfileIsGoneIsRefused) {
 }
 
 TEST_F(Login, IsRefusedWhileTheManagerShutsDown) {
-  bench.parts->portal.refuseLogins();
+  bench.parts->clerk.refuseLogins();
   EXPECT_EQ(errorCode(bench.chapLogin("ann", "secret")), portal::kErrShuttingDown);
   EXPECT_EQ(errorCode(bench.login({})), 0u) << "the page itself is shown";
   EXPECT_EQ(errorCode(bench.command(portal::kGet)), 0u);

@@ -1,0 +1,32 @@
+// Where things stand, as replies are made from it: on the storage thread the Ledger, on the loop
+// thread its View.
+
+#ifndef MANAGER_STANDING_H_
+#define MANAGER_STANDING_H_
+
+#include <cstdint>
+#include <string>
+
+#include "manager/records.h"
+#include "manager/server_settings.h"
+
+namespace manager {
+
+class Standing {
+ public:
+  // The client's session, null when it has none or the session is over (the next sweep ends it in
+  // the store). `mac` is the address' present hardware address, empty when unknown: a session of
+  // another device is not the client's. Valid until the next operation on that session.
+  virtual const Session* find(std::uint32_t address, const std::string& mac) = 0;
+  virtual const Profile* findProfile(const std::string& name) const = 0;
+  virtual const ServerSettings& settings() const = 0;
+  // Seconds on the uptime clock.
+  virtual std::int64_t now() const = 0;
+
+ protected:
+  ~Standing() = default;
+};
+
+}  // namespace manager
+
+#endif  // MANAGER_STANDING_H_

@@ -1,0 +1,66 @@
+// The loop thread's copy of the ledger: what is committed, and nothing else.
+
+#ifndef MANAGER_VIEW_H_
+#define MANAGER_VIEW_H_
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "manager/clock.h"
+#include "manager/enforcer.h"
+#include "manager/standing.h"
+
+namespace manager {
+
+// What commits have changed: for each session its new state, or nothing when it ended.
+struct Changes {
+  std::vector<std::pair<std::uint32_t, std::optional<Session>>> sessions;
+  std::optional<std::map<std::string, Profile>> profiles;
+  std::optional<ServerSettings> settings;
+};
+
+// What the loop thread saw of a client since the ledger was told last.
+struct Seen {
+  std::optional<std::int64_t> activeAt;
+  std::string otherMac;  // of another device that has the session's address; else empty
+};
+using SeenClients = std::unordered_map<std::uint32_t, Seen>;
+
+// Loop thread only. Requests that change nothing are answered from here, whatever the disk does.
+class View final : public Standing {
+ public:
+  View(const Clock& clock, const Enforcer& enforcer) : clock_(clock), enforcer_(enforcer) {}
+
+  // Takes over what was committed. Activity that only this view knows of is not lost by it.
+  void apply(Changes changes);
+
+  const Session* find(std::uint32_t address, const std::string& mac) override;
+  const Profile* findProfile(const std::string& name) const override;
+  const ServerSettings& settings() const override { return settings_; }
+  std::int64_t now() const override { return clock_.uptimeSecs(); }
+
+  // The same, and notes that the client was active: it asked for something.
+  const Session* findActive(std::uint32_t address, const std::string& mac);
+
+  // Hands out what the ledger has to be told. At most one entry for each session.
+  SeenClients takeSeen() { return std::exchange(seen_, {}); }
+
+ private:
+  void touch(Session* session);
+
+  const Clock& clock_;
+  const Enforcer& enforcer_;
+  std::unordered_map<std::uint32_t, Session> sessions_;
+  std::map<std::string, Profile> profiles_;
+  ServerSettings settings_;
+  SeenClients seen_;
+};
+
+}  // namespace manager
+
+#endif  // MANAGER_VIEW_H_
