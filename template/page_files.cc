@@ -38,6 +38,8 @@ class MappedFile {
     size_ = size;
     if (size == 0) return true;
     data_ = mmap(nullptr, size, PROT_READ, MAP_SHARED | MAP_POPULATE, fd_, 0);
+    // No text can lie at the null address: a mapping there counts as none.
+    if (data_ == nullptr) data_ = MAP_FAILED;
     return data_ != MAP_FAILED;
   }
 

@@ -61,7 +61,12 @@ bool getRadiusVal(radius::Packet& radius, const std::string& name, std::string* 
   unsigned type = 0;
   unsigned index = 0;
   bool numeric = false;
-  if (!parseRadiusId(name, &vendor, &type, &numeric, &index)) return false;
+  return parseRadiusId(name, &vendor, &type, &numeric, &index) &&
+         getRadiusAttribute(radius, vendor, type, numeric, index, value);
+}
+
+bool getRadiusAttribute(const radius::Packet& radius, unsigned vendor, unsigned type, bool numeric,
+                        unsigned index, std::string* value) {
   if (vendor == 0 && type == 0) {
     *value = radius.bytes.empty() ? "" : "true";
     return true;

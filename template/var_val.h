@@ -24,6 +24,11 @@ std::size_t longestVarName(const std::map<std::string, std::string>& env);
 // has no such attribute.
 bool getRadiusVal(radius::Packet& radius, const std::string& name, std::string* value);
 
+// The same for the parts of a reference: neither vendor nor type is the bare "radius". A numeric
+// attribute is read as an unsigned 32-bit number and given in decimal.
+bool getRadiusAttribute(const radius::Packet& radius, unsigned vendor, unsigned type, bool numeric,
+                        unsigned index, std::string* value);
+
 // Reads a RADIUS reference: "radius" TYPE ["-" VENDOR] ["u"] ["[" INDEX "]"]. Writes only the parts
 // that the name spells out (the caller sets all to 0 and false); with a null `index` the name may
 // not have one. False when the name is no reference. The type is scanned from the start of the

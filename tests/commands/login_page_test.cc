@@ -184,6 +184,23 @@ TEST(AfterLogin, CookieHeaderComesBeforeThePagesHeaders) {
                    "Content-Type: text/html"}));
 }
 
+TEST(AfterLogin, HeadersThatAreThereStay) {
+  LoginVisit visit;
+  visit.resp.headers.addHeader("Set-Cookie", "another=1", false);
+  visit.resp.headers.addHeader("Location", "elsewhere", false);
+  visit.reply().flag(kLoggedIn, true).u32(kCookieId, 42);
+  visit.serve();
+  HsConn conn = visit.connection();
+  conn.env["link-login"] = "http://hs/login";
+  conn.showLoginRedirect("rlogin");
+  const Lines lines = visit.resp.headerLines();
+  ASSERT_GE(lines.size(), 6U);
+  EXPECT_EQ(Lines(lines.begin(), lines.begin() + 3),
+            (Lines{"Set-Cookie: another=1", "Location: elsewhere",
+                   "Set-Cookie: loginID=42; path=/login"}));
+  EXPECT_EQ(lines[5], "Location: http://hs/login");
+}
+
 TEST(AfterLogin, LoginPageSetsNoCookie) {
   LoginVisit visit;
   visit.reply().u32(kCookieId, 42);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/support/visit.h"
 
@@ -96,6 +97,31 @@ TEST(PageFile, WhatIsNoRegularFileIsNotSent) {
                                     "login.html is not a regular file!\n" + "showFile: file " +
                                     visit.pages.path() + "pipe.html is not a regular file!\n");
   EXPECT_TRUE(visit.resp.headerLines().empty());
+}
+
+TEST(PageFile, FileOfTwoGigabytesIsNotFound) {
+  // What file offsets of 32 bits cannot tell; no block of it is ever written.
+  Visit visit;
+  visit.pages.write("big.bin", "x");
+  visit.pages.write("b.bin", "fallback");
+  ASSERT_EQ(truncate((visit.pages.path() + "big.bin").c_str(), off_t{1} << 31), 0);
+  HsConn conn = visit.connection();
+  conn.showFile("big.bin", "b.bin");
+  EXPECT_EQ(visit.body(), "fallback");
+  conn.showFile("big.bin", "");
+  EXPECT_EQ(visit.resp.errors, kNotFound);
+  EXPECT_EQ(visit.debug.text(), "showFile: file not found, targetDir=, name=big.bin, bkname=\n");
+}
+
+TEST(PageFile, HeadersAreAddedNotReplaced) {
+  Visit visit;
+  visit.pages.write("a.css", "a");
+  visit.resp.headers.addHeader("Content-Type", "before", false);
+  visit.resp.headers.addHeader("Content-Length", "before", false);
+  HsConn conn = visit.connection();
+  conn.showFile("a.css", "");
+  EXPECT_EQ(visit.resp.headerLines(), (Lines{"Content-Type: before", "Content-Length: before",
+                                             "Content-Type: text/css", "Content-Length: 1"}));
 }
 
 TEST(PageFile, DirectoryOfTheNameHidesTheFallback) {
@@ -281,6 +307,19 @@ TEST(AgentPage, ListsTheVariablesInsteadOfAnyPage) {
   EXPECT_EQ(visit.resp.bufferedArguments, (std::vector<bool>{true}));
   EXPECT_EQ(visit.resp.headerLines(), (Lines{"Content-Type: application/vnd.quarnett.hotspot"}));
   EXPECT_EQ(visit.resp.buffered.headersAtFirstWrite(), 0U);  // the header follows the body
+}
+
+TEST(Page, CacheRuleAndAgentsTypeAreAddedNotReplaced) {
+  Visit visit;
+  visit.pages.write("login.html", "login");
+  visit.resp.headers.addHeader("Cache-Control", "before", false);
+  HsConn conn = visit.connection();
+  conn.showPage("login", "");
+  EXPECT_EQ(visit.resp.headerLines(),
+            (Lines{"Cache-Control: before", "Cache-Control: no-cache", "Content-Type: text/html"}));
+  conn.isAgent = true;
+  conn.showPage("login", "");
+  EXPECT_EQ(visit.resp.headerLines().size(), 4U);
 }
 
 TEST(AgentPage, LeavesOutWhatItsLinesCannotCarry) {

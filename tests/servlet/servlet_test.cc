@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <type_traits>
 
 #include "host/debug.h"
 #include "servlet/hsrv.h"
@@ -32,6 +33,8 @@ TEST(Servlet, ConstructionWritesOneDebugLine) {
   const HSrv servlet;
   EXPECT_EQ(debug.pieces(), (std::vector<std::string>{"HSrv created", "\n"}));
 }
+
+TEST(Servlet, HasNoDataBesidesItsBases) { EXPECT_EQ(sizeof(HSrv), sizeof(Servlet)); }
 
 TEST(Servlet, AnswersForEveryPathBelowItsMountPoint) {
   EXPECT_TRUE(createServlet()->isDirectory());
@@ -148,6 +151,7 @@ TEST(Servlet, ConnectionsFieldsStandInTheirOrder) {
                                 &conn.serverAddr, &conn.isAgent,   &conn.cfgFlags,
                                 &conn.htmlDir,    &conn.targetDir, &conn.loggedIn};
   EXPECT_TRUE(std::is_sorted(std::begin(fields), std::end(fields), std::less<>()));
+  static_assert(!std::is_polymorphic_v<HsConn>);
 }
 
 TEST(Servlet, NothingOfARequestIsSeenByTheNext) {

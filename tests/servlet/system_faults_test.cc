@@ -71,6 +71,19 @@ TEST(SystemCalls, FileThatCannotBeMappedIsNotFoundAndClosed) {
   }
 }
 
+TEST(SystemCalls, MappingAtNoAddressIsAFailure) {
+  Visit visit;
+  visit.pages.write("p.html", "page");
+  HsConn conn = visit.connection();
+  CallWatch watch;
+  watch.mapNowhere();
+  conn.showFile("p.html", "");
+  EXPECT_EQ(watch.fileCalls(), (Lines{"open " + visit.pages.path() + "p.html", "mmap 4", "close"}));
+  EXPECT_EQ(visit.resp.errors, (Answers{{404, ""}}));
+  EXPECT_TRUE(visit.debug.text().starts_with("showFile: failed to mmap file " + visit.pages.path() +
+                                             "p.html: "));
+}
+
 TEST(SystemCalls, FailureOfAPageKeepsTheHeaderAddedBeforeIt) {
   Visit visit;
   visit.pages.write("p.html", "page");
@@ -103,6 +116,18 @@ TEST(SystemCalls, DroppedClientsSocketIsClosedBeforeThePageIsSent) {
   visit.serve();
   EXPECT_EQ(watch.fileCalls(), (Lines{"close", "open " + visit.pages.path() + "error.html",
                                       "mmap 4", "munmap 4", "close"}));
+}
+
+TEST(SystemCalls, ServletsStorageIsTakenFromMallocAndGoesBackToFree) {
+  HSrv* const before = hsServlet;
+  hsServlet = nullptr;
+  CallWatch watch;
+  Servlet* const servlet = createServlet();
+  const void* const storage = servlet;
+  delete servlet;
+  hsServlet = before;
+  EXPECT_EQ(watch.taken, (std::vector<const void*>{storage}));
+  EXPECT_EQ(watch.freed, (std::vector<const void*>{storage}));
 }
 
 TEST(SystemCalls, DeletedServletGoesBackToFree) {

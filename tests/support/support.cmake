@@ -3,6 +3,12 @@
 
 include_guard(GLOBAL)
 
+# Emulated machines are slow.
+set(HOTSPOT_TEST_SECONDS 60)
+if(CMAKE_CROSSCOMPILING)
+  set(HOTSPOT_TEST_SECONDS 600)
+endif()
+
 add_library(hotspot-test-support OBJECT
   ${CMAKE_CURRENT_LIST_DIR}/fake_host.cc
   ${CMAKE_CURRENT_LIST_DIR}/messages.cc
@@ -16,13 +22,13 @@ function(hotspot_module_test name)
   hotspot_flags(${name})
   target_link_libraries(${name} PRIVATE
     hotspot-test-support hotspot-objects hotspot-platform GTest::gtest GTest::gtest_main)
-  gtest_discover_tests(${name} PROPERTIES TIMEOUT 60)
+  gtest_discover_tests(${name} PROPERTIES TIMEOUT ${HOTSPOT_TEST_SECONDS})
 endfunction()
 
 # The same with the module's system calls going through wrapped_system.h.
 function(hotspot_wrapped_module_test name)
   hotspot_module_test(${name} ${ARGN} ${PROJECT_SOURCE_DIR}/tests/support/wrapped_system.cc)
-  foreach(call open open64 mmap mmap64 munmap close pthread_mutex_lock pthread_mutex_unlock free)
+  foreach(call open open64 mmap mmap64 munmap close pthread_mutex_lock pthread_mutex_unlock malloc free)
     target_link_options(${name} PRIVATE -Wl,--wrap=${call})
   endforeach()
 endfunction()

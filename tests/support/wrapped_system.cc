@@ -20,6 +20,7 @@ int __real_munmap(void* at, std::size_t size);
 int __real_close(int fd);
 int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
+void* __real_malloc(std::size_t size);
 void __real_free(void* storage);
 }
 
@@ -83,6 +84,7 @@ void* watchedMmap(Map real, void* at, std::size_t size, int protection, int flag
     errno = watch->mmapError;
     return MAP_FAILED;
   }
+  if (watch->nowhere) return nullptr;
   void* const data = real(at, size, protection, flags, fd, offset);
   if (data != MAP_FAILED) ++watch->mappings;
   return data;
@@ -130,6 +132,16 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
   if (watch != nullptr && mutex == &DOUTMutex) watch->note("unlock");
   return __real_pthread_mutex_unlock(mutex);
+}
+
+void* __wrap_malloc(std::size_t size) {
+  void* const storage = __real_malloc(size);
+  if (watch != nullptr && !noting) {
+    noting = true;
+    watch->taken.push_back(storage);
+    noting = false;
+  }
+  return storage;
 }
 
 void __wrap_free(void* storage) {

@@ -21,6 +21,8 @@ class CallWatch {
   // From now on these fail with that errno; 0: succeed.
   void failOpen(int error) { openError = error; }
   void failMmap(int error) { mmapError = error; }
+  // From now on a mapping comes about at the null address.
+  void mapNowhere() { nowhere = true; }
 
   // Adds an entry of the test's own among the calls.
   void note(std::string entry);
@@ -29,12 +31,14 @@ class CallWatch {
   std::vector<std::string> fileCalls() const;
 
   std::vector<std::string> calls;
+  std::vector<const void*> taken;  // what malloc(3) gave
   std::vector<const void*> freed;  // what went to free(3)
   bool sharedReadOnly = true;      // every mapping: PROT_READ, MAP_SHARED, from the file's start
   int openFiles = 0;               // opened and not closed
   int mappings = 0;                // mapped and not unmapped
   int openError = 0;
   int mmapError = 0;
+  bool nowhere = false;
 };
 
 }  // namespace fake

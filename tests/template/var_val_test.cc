@@ -101,6 +101,56 @@ TEST(RadiusVal, OnlyTheBareNameIsAReference) {
   EXPECT_EQ(value, kUntouched);
 }
 
+TEST(RadiusVal, OneByteIsAnAttribute) {
+  // Bytes that are no well-formed attribute count too.
+  radius::Packet packet{{7}};
+  std::string value = kUntouched;
+  EXPECT_TRUE(getRadiusVal(packet, "radius", &value));
+  EXPECT_EQ(value, "true");
+}
+
+// Value of what a reference spelled out; kUntouched when there is none.
+std::string attribute(const radius::Packet& packet, unsigned vendor, unsigned type, bool numeric,
+                      unsigned index) {
+  std::string value = kUntouched;
+  const bool found = getRadiusAttribute(packet, vendor, type, numeric, index, &value);
+  EXPECT_EQ(found, value != kUntouched);
+  return value;
+}
+
+TEST(RadiusAttribute, IsTheTextOfItsOccurrence) {
+  radius::Packet packet;
+  packet.add(0, 1, "anna", 4);
+  packet.add(9, 1, "vendor's", 8);
+  packet.add(0, 1, "bert", 4);
+  EXPECT_EQ(attribute(packet, 0, 1, false, 0), "anna");
+  EXPECT_EQ(attribute(packet, 0, 1, false, 1), "bert");
+  EXPECT_EQ(attribute(packet, 0, 1, false, 2), kUntouched);
+  EXPECT_EQ(attribute(packet, 9, 1, false, 0), "vendor's");
+  EXPECT_EQ(attribute(packet, 9, 2, false, 0), kUntouched);
+}
+
+TEST(RadiusAttribute, NumericOneIsDecimal) {
+  radius::Packet packet;
+  packet.add(0, 8, "\x0a\x05\x32\x02", 4);
+  packet.add(0, 8, "\xff\xff\xff\xff", 4);
+  packet.add(0, 8, "123", 3);
+  EXPECT_EQ(attribute(packet, 0, 8, true, 0), "168112642");
+  EXPECT_EQ(attribute(packet, 0, 8, true, 1), "4294967295");
+  EXPECT_EQ(attribute(packet, 0, 8, true, 2), kUntouched);
+  EXPECT_EQ(attribute(packet, 0, 8, false, 2), "123");
+  EXPECT_EQ(attribute(packet, 0, 8, true, 3), kUntouched);
+}
+
+TEST(RadiusAttribute, NeitherVendorNorTypeAsksForAny) {
+  radius::Packet packet;
+  EXPECT_EQ(attribute(packet, 0, 0, false, 0), "");
+  EXPECT_EQ(attribute(packet, 9, 0, false, 0), kUntouched);
+  packet.add(9, 1, "x", 1);
+  EXPECT_EQ(attribute(packet, 0, 0, true, 5), "true");
+  EXPECT_EQ(attribute(packet, 9, 0, false, 0), kUntouched);
+}
+
 struct Id {
   unsigned vendor = 0;
   unsigned type = 0;
