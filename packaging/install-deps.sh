@@ -56,6 +56,8 @@ if ((EUID != 0)); then
     fail "to be installed as root: ${missing[*]} (no sudo here)"
   as_root=(sudo)
 fi
+# What the packages' scripts make is for everybody.
+umask 022
 
 echo "Installing: ${missing[*]}"
 log=$(mktemp)
