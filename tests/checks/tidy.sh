@@ -8,7 +8,8 @@ build=${1:?usage: tests/checks/tidy.sh BUILD-DIR}
 stamps=build/tidy
 mkdir -p "$stamps"
 export build stamps
-headers=$(git ls-files -z '*.h' .clang-tidy | xargs -0 sha256sum | sha256sum | cut -c1-16)
+headers=$(find . -name build -prune -o -type f \( -name '*.h' -o -name .clang-tidy \) -print0 |
+  sort -z | xargs -0 sha256sum | sha256sum | cut -c1-16)
 export headers
 
 check() {
@@ -21,6 +22,6 @@ check() {
 }
 export -f check
 
-git ls-files -z '*.cc' ':!tests/' ':!bench/' ':!fuzz/' |
+find . \( -name build -o -path ./tests -o -path ./bench -o -path ./fuzz \) -prune -o -name '*.cc' -print0 |
   xargs -0 -r -n 1 -P "$(nproc)" bash -c 'check "$0"'
 echo "clang-tidy: clean"
