@@ -1,7 +1,5 @@
 #include "template/escape.h"
 
-#include <cctype>
-
 namespace {
 
 // Value of a hexadecimal digit, -1 for any other byte.
@@ -10,6 +8,11 @@ int hexValue(char c) {
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
   if (c >= 'A' && c <= 'F') return c - 'A' + 10;
   return -1;
+}
+
+// ASCII's, whatever locale the host has set.
+bool isLetterOrDigit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
 bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
@@ -55,7 +58,7 @@ std::string doEscapeString(const std::string& s) {
   result.reserve(s.size());
   for (const char c : s) {
     const unsigned byte = static_cast<unsigned char>(c);
-    if (std::isalnum(static_cast<int>(byte)) != 0 || c == '.' || c == '-') {
+    if (isLetterOrDigit(c) || c == '.' || c == '-') {
       result += c;
     } else if (c == ' ') {
       result += '+';

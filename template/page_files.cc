@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ostream>
+#include <utility>
 
 #include "servlet/debug_out.h"
 #include "servlet/hs_conn.h"
@@ -33,14 +34,19 @@ class MappedFile {
     return fd_ >= 0;
   }
 
-  // A file without content has no mapping, and is mapped well.
+  // A file without content has no mapping, and is mapped well. One that cannot be mapped is closed
+  // at once; errno says why.
   bool map(std::size_t size) {
     size_ = size;
     if (size == 0) return true;
     data_ = mmap(nullptr, size, PROT_READ, MAP_SHARED | MAP_POPULATE, fd_, 0);
     // No text can lie at the null address: a mapping there counts as none.
     if (data_ == nullptr) data_ = MAP_FAILED;
-    return data_ != MAP_FAILED;
+    if (data_ != MAP_FAILED) return true;
+    const int why = errno;
+    close(std::exchange(fd_, -1));
+    errno = why;
+    return false;
   }
 
   const char* data() const { return size_ == 0 ? "" : static_cast<const char*>(data_); }

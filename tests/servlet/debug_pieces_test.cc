@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "host/debug.h"
@@ -36,6 +37,10 @@ class WatchedStream : public std::streambuf {
     watch_.note("end");
     return c;
   }
+  int sync() override {
+    watch_.note("flush");
+    return 0;
+  }
 
  private:
   fake::CallWatch& watch_;
@@ -47,7 +52,41 @@ TEST(DebugOutput, MutexIsTakenAndReleasedForEachPiece) {
   WatchedStream stream(watch);
   DebugOut() << "left: " << 4294967295U << std::string("!") << std::endl;
   EXPECT_EQ(watch.calls, (Lines{"lock", "'left: '", "unlock", "lock", "'4294967295'", "unlock",
-                                "lock", "'!'", "unlock", "lock", "end", "unlock"}));
+                                "lock", "'!'", "unlock", "lock", "end", "flush", "unlock"}));
+}
+
+// Lines that `visit` writes, and how many of them were sent on at their end.
+void expectFlushed(fake::Visit& visit, std::ptrdiff_t lines) {
+  fake::CallWatch watch;
+  WatchedStream stream(watch);
+  visit.serve();
+  EXPECT_EQ(std::count(watch.calls.begin(), watch.calls.end(), "end"), lines);
+  EXPECT_EQ(std::count(watch.calls.begin(), watch.calls.end(), "flush"), lines);
+}
+
+TEST(DebugOutput, EachLineIsFlushedAtItsEnd) {
+  fake::Visit dots;
+  dots.req.path = "a/../b";
+  expectFlushed(dots, 1);
+
+  // The rejected target, the query, the failed command, the missing page.
+  fake::Visit missing;
+  missing.req.path = "status";
+  missing.req.query = "target=..";
+  missing.reply().error(1, "broken");
+  expectFlushed(missing, 4);
+
+  fake::Visit intercepted;
+  intercepted.req.foreignDst = true;
+  intercepted.pages.makeDirectory("rlogin.html");
+  intercepted.reply();
+  expectFlushed(intercepted, 2);
+
+  fake::Visit unmatched;
+  unmatched.req.path = "p.html";
+  unmatched.pages.write("p.html", "$(endif)");
+  unmatched.reply();
+  expectFlushed(unmatched, 2);
 }
 
 TEST(DebugOutput, MutexIsNotTakenWhileEitherFlagIsZero) {

@@ -62,6 +62,7 @@ TEST(SystemCalls, FileThatCannotBeMappedIsNotFoundAndClosed) {
     conn.showFile("p.html", "");
     EXPECT_EQ(watch.fileCalls(),
               (Lines{"open " + visit.pages.path() + "p.html", "mmap 4", "close"}));
+    EXPECT_EQ(watch.calls[2], "close");  // before the line is written
     EXPECT_EQ(visit.resp.errors, (Answers{{404, ""}}));
     EXPECT_EQ(visit.debug.pieces(),
               (Lines{"showFile: failed to mmap file ", visit.pages.path() + "p.html", ": ",
