@@ -88,6 +88,37 @@ TEST(ConfigVars, ReplyWithoutFieldsSetsEveryVariableToItsDefault) {
   EXPECT_EQ(conn.cfgFlags, 0U);
 }
 
+TEST(ConfigVars, NothingOfAReplyIsLeftAfterOneWithoutFields) {
+  Visit visit;
+  HsConn fresh = visit.connection();
+  fresh.initCfg("get", Reply());
+
+  HsConn conn = visit.connection();
+  Reply full;
+  full.flag(kLoggedIn, true).flag(kSslLogin, true).u32(kCfgFlags, 0x30).raw(kMac, kMacBytes);
+  full.text(kUser, "00:1A:2B:3C:4D:5E").text(kDomain, "d").u32(0x08000011, 3).error(4, "e");
+  full.u32(0x08000003, 1).u32(0x08000004, fake::kUptime + 9).u32(0x0800000e, 8).u32(0x08000453, 7);
+  full.text(0x20000013, "by").text(0x20000454, "message").text(0x2000044e, "portal.test");
+  full.be32(0x0800044f, fake::address(1, 2, 3, 4));
+  for (const std::uint32_t id : {0x20000455U, 0x20000456U, 0x20000457U, 0x20000458U}) {
+    full.text(id, "text");
+  }
+  for (const std::uint32_t id : {0x10000015U, 0x10000016U, 0x10000017U, 0x10000018U, 0x1000001fU,
+                                 0x10000020U, 0x10000021U}) {
+    full.u64(id, 5000);
+  }
+  conn.initCfg("login", full);
+  std::vector<std::string> unchanged;
+  for (const auto& [name, value] : conn.env) {
+    if (fresh.env[name] == value) unchanged.push_back(name);
+  }
+  // These say something of the request or of the system.
+  EXPECT_EQ(unchanged, (std::vector<std::string>{"identity", "ip", "link-orig", "session-id",
+                                                 "target-dir", "user-agent", "var"}));
+  conn.initCfg("get", Reply());
+  EXPECT_EQ(conn.env, fresh.env);
+}
+
 TEST(ConfigVars, FieldsOfTheConnectionComeFromTheReplyAndAreResetWithoutThem) {
   Visit visit;
   HsConn conn = visit.connection();
@@ -246,6 +277,9 @@ TEST(ConfigVars, UserAndDomainComeFromTheReplyNotFromTheRequest) {
   conn.initCfg("get", Reply().text(kUser, "anna").text(kDomain, "guests"));
   EXPECT_EQ(variable(conn, "username"), "anna");
   EXPECT_EQ(variable(conn, "domain"), "guests");
+  conn.initCfg("get", Reply());
+  EXPECT_EQ(variable(conn, "username"), "");
+  EXPECT_EQ(variable(conn, "domain"), "");
 }
 
 TEST(ConfigVars, LoginByMacNeedsALoginWithTheMacTextAsUserName) {
