@@ -53,4 +53,13 @@ std::vector<unsigned char> macBytes(const std::string& mac) {
   return bytes;
 }
 
+std::string logText(const std::string& text) {
+  constexpr std::size_t kMost = 64;
+  std::string shown = text.substr(0, kMost);
+  for (char& c : shown) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f || c == '"') c = '?';
+  }
+  return shown;
+}
+
 }  // namespace manager

@@ -1,4 +1,4 @@
-// Text forms of the addresses that the protocol carries as numbers.
+// Text forms of addresses, and what else of a client's goes into the log.
 
 #ifndef MANAGER_ADDRESS_TEXT_H_
 #define MANAGER_ADDRESS_TEXT_H_
@@ -21,6 +21,10 @@ std::string normalMac(const std::string& text);
 
 // The six bytes of a text that normalMac gave; no bytes for an empty one.
 std::vector<unsigned char> macBytes(const std::string& mac);
+
+// A client's text as it may stand in a line of the log: at most 64 bytes, control characters and
+// quotes as question marks.
+std::string logText(const std::string& text);
 
 }  // namespace manager
 

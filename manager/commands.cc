@@ -48,8 +48,8 @@ void Portal::receive(const nv::message& request, const Responder& respond) {
   client.address = request.get_u32(portal::kClientAddress, 0);
   // A login binds its session to the device, so it must not go by what was true a second ago.
   client.mac = neighbours_.find(client.address, command == portal::kLogin);
-  spdlog::debug("command {} of {} target={}", command, addressText(client.address),
-                request.get_string(portal::kTargetDir, ""));
+  spdlog::debug("command {} of {} target=\"{}\"", command, addressText(client.address),
+                logText(request.get_string(portal::kTargetDir, "")));
   const std::uint32_t scope = request.get_u32(portal::kScope, 0);
   switch (command) {
     case portal::kLogin:

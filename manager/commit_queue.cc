@@ -105,10 +105,11 @@ void CommitQueue::runGroup(std::vector<Entry> group) {
   const std::vector<Entry>& entries = result->group;
   const Outcome together = tryRun(entries.data(), entries.size());
   result->outcomes.assign(entries.size(), together);
-  if (together.failure) {
-    if (!entries.front().alone) report(together.reason);
-    for (std::size_t i = 0; i < entries.size() && entries.size() > 1; ++i) {
+  if (together.failure && !entries.front().alone) {
+    ledger_.store().makeRoom();
+    for (std::size_t i = 0; i < entries.size(); ++i) {
       result->outcomes[i] = tryRun(&entries[i], 1);
+      if (result->outcomes[i].failure) report(result->outcomes[i].reason);
     }
   }
   result->changes = ledger_.takeChanges();

@@ -50,6 +50,9 @@ void Database::fail(const char* what) const {
     text += db_ ? sqlite3_errmsg(db_) : "out of memory";
     if (system != 0) text += std::string(" (") + std::strerror(system) + ")";
   }
+  if (code == SQLITE_CORRUPT || code == SQLITE_NOTADB) {
+    text += "; put a copy in its place, or move it away to begin with an empty one";
+  }
   throw StoreError(text);
 }
 
@@ -72,6 +75,10 @@ void Database::rollback() noexcept {
 
 void Database::checkpoint() noexcept {
   sqlite3_wal_checkpoint_v2(db_, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+}
+
+void Database::makeRoom() noexcept {
+  sqlite3_wal_checkpoint_v2(db_, nullptr, SQLITE_CHECKPOINT_RESTART, nullptr, nullptr);
 }
 
 std::int64_t Database::changes() const { return sqlite3_changes64(db_); }

@@ -45,6 +45,12 @@ class Database {
   // next start).
   void checkpoint() noexcept;
 
+  // Lets the log begin anew in the space that it has, where everything in it is in the main file by
+  // then: a disk that is full may still have that much room. Never throws.
+  void makeRoom() noexcept;
+
+  const std::string& path() const { return path_; }
+
   // Rows that the last statement changed.
   std::int64_t changes() const;
 

@@ -29,6 +29,9 @@ inline constexpr Failure kFailInternal = {portal::kErrInternal, "hotspot manager
 inline constexpr Failure kFailBusy = {
     portal::kErrInternal, "too many logins are being checked",
     "Too many people are logging in at once. Please try again in a moment."};
+inline constexpr Failure kFailFull = {
+    portal::kErrInternal, "the hotspot has as many sessions as it can have",
+    "Too many people are logged in at the moment. Please try again later."};
 inline constexpr Failure kFailNoProfile = {
     portal::kErrConfig, "the account's profile does not exist",
     "The account $(username) is not set up completely. Please ask the hotspot's owner."};

@@ -31,6 +31,12 @@ namespace manager {
 // before its commit() has returned.
 class Ledger final : public Standing {
  public:
+  // What clients can make it keep: sessions, and (within a minute) cookies and notes of trials, of
+  // which the oldest go.
+  static constexpr std::size_t kMaxSessions = 65536;
+  static constexpr std::int64_t kMaxCookies = 65536;
+  static constexpr std::int64_t kMaxTrials = 65536;
+
   Ledger(Store& store, const Clock& clock, Enforcer& enforcer, const ServerSettings& base);
 
   // Takes over what the store holds. Sessions of an earlier boot get times of this boot's clock, or
@@ -92,6 +98,7 @@ class Ledger final : public Standing {
 
   void takeCounters(std::uint32_t address);
   void endOverdue();
+  void tidy();
   void announceStates();
   void writeChanged();
   void putAnchor();
@@ -113,6 +120,7 @@ class Ledger final : public Standing {
   std::set<std::uint32_t> unseenSessions_;  // committed since takeChanges
   bool unseenProfiles_ = true;
   bool unseenSettings_ = true;
+  std::int64_t lastTidiedAt_ = 0;
   std::int64_t lastWrittenAt_ = 0;
   TimeAnchor anchor_;  // as the store has it
 };

@@ -12,6 +12,9 @@ namespace {
 // Activity and counters reach the disk this often (each write wears a flash disk).
 constexpr std::int64_t kWriteIntervalSecs = 60;
 
+// How often the store is rid of what nobody needs any more.
+constexpr std::int64_t kTidyIntervalSecs = 60;
+
 // Trials count for a day; a second one covers a wall clock that was set meanwhile.
 constexpr std::int64_t kKeepTrialsSecs = 172800;
 
@@ -70,7 +73,7 @@ void Ledger::start() {
   for (const std::uint32_t address : sessions_.addresses()) {
     enforcer_.admit(*sessions_.find(address));
   }
-  lastWrittenAt_ = present.uptimeSecs;
+  lastWrittenAt_ = lastTidiedAt_ = present.uptimeSecs;
   spdlog::info("{} sessions kept", sessions_.size());
 }
 
@@ -120,15 +123,21 @@ void Ledger::writeChanged() {
   });
 }
 
+void Ledger::tidy() {
+  if (now() - lastTidiedAt_ < kTidyIntervalSecs) return;
+  store_.removeExpiredCookies(wallNow());
+  store_.removeTrialsBefore(wallNow() - kKeepTrialsSecs);
+  store_.trimCookies(kMaxCookies);
+  store_.trimTrials(kMaxTrials);
+  afterCommit_.push_back([this] { lastTidiedAt_ = now(); });
+}
+
 void Ledger::sweep() {
   try {
     endOverdue();
-    if (now() - lastWrittenAt_ >= kWriteIntervalSecs) {
-      store_.removeExpiredCookies(wallNow());
-      store_.removeTrialsBefore(wallNow() - kKeepTrialsSecs);
-      // An idle hotspot leaves its disk alone.
-      if (!changed_.empty()) writeChanged();
-    }
+    tidy();
+    // An idle hotspot leaves its disk alone.
+    if (now() - lastWrittenAt_ >= kWriteIntervalSecs && !changed_.empty()) writeChanged();
     const std::int64_t setBySecs = (wallNow() - now()) - (anchor_.wallSecs - anchor_.uptimeSecs);
     if (setBySecs > kClockSetSecs || setBySecs < -kClockSetSecs) putAnchor();
     commit();

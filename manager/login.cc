@@ -1,7 +1,10 @@
 // The login command, up to where it needs the ledger (clerk_login.cc).
 
+#include <spdlog/spdlog.h>
+
 #include <utility>
 
+#include "manager/address_text.h"
 #include "manager/password.h"
 #include "manager/portal.h"
 #include "manager/portal_protocol.h"
@@ -24,8 +27,7 @@ void Portal::login(const Login& login, const Responder& respond) {
 }
 
 void Portal::checkPassword(const Login& login, const Responder& respond) {
-  const std::string client = login.client.key();
-  if (!guesses_.allows(client, view_.now())) return refuse(login, kFailTooManyGuesses, respond);
+  if (!guesses_.allows(login.client.key(), view_.now())) return refuse(login, kFailTooManyGuesses, respond);
   if (!beingChecked_.insert(login.client.address).second) {
     return refuse(login, kFailAuthInProgress, respond);
   }
@@ -40,13 +42,25 @@ void Portal::checkPassword(const Login& login, const Responder& respond) {
   credentials.clientAddress = login.client.address;
   credentials.clientMac = login.client.mac;
   credentials.radiusAttributes = login.radiusAttributes;
-  authenticator_.check(credentials, [this, login, client, respond](const Verdict& verdict) {
+  authenticator_.check(credentials, [this, login, respond](const Verdict& verdict) {
     beingChecked_.erase(login.client.address);
-    if (verdict.wasGuess) guesses_.count(client, view_.now());
+    if (verdict.wasGuess) noteGuess(login, *verdict.failure);
     if (verdict.failure) return refuse(login, *verdict.failure, respond);
     submitLogin(
         login, [this, login, verdict] { return clerk_.loginChecked(login, verdict); }, respond);
   });
+}
+
+void Portal::noteGuess(const Login& login, const Failure& failure) {
+  const std::string client = login.client.key();
+  const std::string address = addressText(login.client.address);
+  guesses_.count(client, view_.now());
+  spdlog::info("login refused address={} mac={} user=\"{}\" reason=\"{}\"", address,
+               login.client.mac, logText(login.account()), failure.text);
+  if (!guesses_.allows(client, view_.now())) {
+    spdlog::warn("too many wrong passwords: logins of {} {} are refused for a while", address,
+                 login.client.mac);
+  }
 }
 
 void Portal::submitLogin(const Login& login, Job job, const Responder& respond) {

@@ -47,6 +47,7 @@ class Portal {
   // login.cc
   void login(const Login& login, const Responder& respond);
   void checkPassword(const Login& login, const Responder& respond);
+  void noteGuess(const Login& login, const Failure& failure);
   void submitLogin(const Login& login, Job job, const Responder& respond);
   void refuse(const Login& login, const Failure& failure, const Responder& respond);
   void respondToLogin(const Login& login, nv::message reply, const Responder& respond);

@@ -96,8 +96,9 @@ void prepareSchema(Database& db) {
     if (query.next()) version = query.integer(0);
   }
   if (version > kSchemaVersion) {
-    throw StoreError("the database was written by a newer version of this program (format " +
-                     std::to_string(version) + ")");
+    throw StoreError("database " + db.path() + ": a newer version of this program wrote it (format " +
+                     std::to_string(version) + ", this one knows " +
+                     std::to_string(kSchemaVersion) + "); install that version again");
   }
   if (version == kSchemaVersion) return;
   db.begin();

@@ -1,6 +1,7 @@
 #include "manager/service.h"
 
 #include <spdlog/spdlog.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <csignal>
@@ -43,6 +44,11 @@ Service::Service(const Config& config)
                    [this](const nv::message& request, PeerSocket::Responder respond) {
                      admin_.receive(request, std::move(respond));
                    }) {
+  struct stat status {};
+  if (stat(config.database.c_str(), &status) == 0 && (status.st_mode & 077) != 0) {
+    spdlog::warn("database {}: others than its owner may use it (mode {:04o}), and it holds passwords",
+                 config.database, status.st_mode & 07777);
+  }
   spdlog::info("serving on {} and, for administration, on {}", config.socket, config.adminSocket);
 }
 

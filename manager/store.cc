@@ -12,6 +12,8 @@ void Store::rollback() noexcept { db_.rollback(); }
 
 void Store::checkpoint() noexcept { db_.checkpoint(); }
 
+void Store::makeRoom() noexcept { db_.makeRoom(); }
+
 std::optional<Cookie> Store::findCookie(std::uint32_t id) {
   Query query(db_, "SELECT account, domain, client, expires_wall FROM cookies WHERE id = ?");
   query.bind(std::uint64_t{id});
@@ -75,6 +77,20 @@ bool Store::removeExpiredCookies(std::int64_t wallSecs) {
   return true;
 }
 
+bool Store::trimCookies(std::int64_t most) {
+  {
+    Query query(db_, "SELECT 1 FROM cookies LIMIT 1 OFFSET ?");
+    if (!query.bind(most).next()) return false;
+  }
+  db_.begin();
+  Query(db_,
+        "DELETE FROM cookies WHERE id IN"
+        " (SELECT id FROM cookies ORDER BY expires_wall DESC LIMIT -1 OFFSET ?)")
+      .bind(most)
+      .run();
+  return true;
+}
+
 std::optional<std::int64_t> Store::findTrial(const std::string& client) {
   Query query(db_, "SELECT started_wall FROM trials WHERE client = ?");
   if (!query.bind(client).next()) return std::nullopt;
@@ -93,6 +109,20 @@ bool Store::removeTrialsBefore(std::int64_t wallSecs) {
   }
   db_.begin();
   Query(db_, "DELETE FROM trials WHERE started_wall < ?").bind(wallSecs).run();
+  return true;
+}
+
+bool Store::trimTrials(std::int64_t most) {
+  {
+    Query query(db_, "SELECT 1 FROM trials LIMIT 1 OFFSET ?");
+    if (!query.bind(most).next()) return false;
+  }
+  db_.begin();
+  Query(db_,
+        "DELETE FROM trials WHERE client IN"
+        " (SELECT client FROM trials ORDER BY started_wall DESC LIMIT -1 OFFSET ?)")
+      .bind(most)
+      .run();
   return true;
 }
 

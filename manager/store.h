@@ -25,6 +25,7 @@ class Store {
   void commit();
   void rollback() noexcept;
   void checkpoint() noexcept;
+  void makeRoom() noexcept;
 
   // Accounts, by name. Lists are in byte order of the name, start behind `after` and give at most
   // `count`.
@@ -53,11 +54,15 @@ class Store {
   void removeCookies(const std::string& account, const std::string& client);
   std::int64_t removeCookiesOfAccount(const std::string& account);
   bool removeExpiredCookies(std::int64_t wallSecs);
+  // Removes those that expire first where there are more than `most`.
+  bool trimCookies(std::int64_t most);
 
   // When the client's last trial began.
   std::optional<std::int64_t> findTrial(const std::string& client);
   void putTrial(const std::string& client, std::int64_t wallSecs);
   bool removeTrialsBefore(std::int64_t wallSecs);
+  // Removes the oldest where there are more than `most`.
+  bool trimTrials(std::int64_t most);
 
   std::map<std::string, std::string> loadSettings();
   void putSetting(const std::string& name, const std::string& value);

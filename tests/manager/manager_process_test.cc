@@ -2,6 +2,7 @@
 
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -78,45 +79,6 @@ TEST_F(ManagerTest, KeepsAnAnsweredLoginOverKill) {
   const nv::message reply = command(portal::kStatus);
   EXPECT_TRUE(isLoggedIn(reply));
   EXPECT_EQ(reply.get_string(portal::kUserName, ""), "ann");
-}
-
-TEST_F(ManagerTest, KeepsEveryAnsweredLoginWhenKilledUnderLoad) {
-  ASSERT_EQ(errorText(manager.askAdmin("profile.set", R"({"name":"default","shared-users":0})")),
-            "");
-  constexpr std::uint32_t kFirst = 0x7f010000;
-  constexpr int kLogins = 300;
-  std::set<std::uint32_t> answered;
-  {
-    // Many requests under way over one connection, killed with answers outstanding.
-    Connection connection(manager.socket());
-    int sent = 0;
-    const auto sendOne = [&] {
-      nv::message request = loginOf({.user = "ann", .password = "secret", .overHttps = true},
-                                    kFirst + static_cast<std::uint32_t>(sent));
-      request.insert_u32(portal::kRequestNumber, kFirst + static_cast<std::uint32_t>(sent));
-      connection.send(request.encode());
-      ++sent;
-    };
-    while (sent < 20) sendOne();
-    while (sent < kLogins) {
-      const std::optional<nv::message> reply = connection.receive();
-      ASSERT_TRUE(reply);
-      EXPECT_TRUE(isLoggedIn(*reply));
-      answered.insert(reply->get_u32(portal::kRequestNumber, 0));
-      sendOne();
-    }
-    manager.signal(SIGKILL);
-    while (const std::optional<nv::message> reply = connection.receive()) {
-      answered.insert(reply->get_u32(portal::kRequestNumber, 0));
-    }
-    manager.wait();
-  }
-  manager.start();
-  Connection connection(manager.socket());
-  for (const std::uint32_t client : answered) {
-    EXPECT_TRUE(isLoggedIn(connection.ask(commandOf(portal::kGet, client)))) << client;
-  }
-  EXPECT_GE(answered.size(), 280u);
 }
 
 TEST_F(ManagerTest, AnswersManyRequestsOfOneConnectionEachByItsNumber) {
@@ -345,45 +307,6 @@ TEST(ManagerPeers, AreItsOwnUserRootAndTheConfiguredGroup) {
   EXPECT_NE(manager.log().find("refused a connection of user 65534"), std::string::npos);
 }
 
-TEST(ManagerDisk, FullOfDataFailsClearlyAndRecovers) {
-  ManagerProcess manager;
-  manager.start();
-  manager.askAdmin("user.add", R"({"name":"ann","password":"secret"})");
-  manager.askAdmin("profile.set", R"({"name":"default","shared-users":0})");
-  ASSERT_TRUE(isLoggedIn(manager.chapLogin("ann", "secret")));
-  // From now on no file of the manager can grow.
-  struct stat status {};
-  ASSERT_EQ(stat(manager.dir.file("manager.db-wal").c_str(), &status), 0);
-  const rlimit full{static_cast<rlim_t>(status.st_size) + 100, RLIM_INFINITY};
-  ASSERT_EQ(prlimit(manager.pid(), RLIMIT_FSIZE, &full, nullptr), 0);
-
-  Connection connection(manager.socket());
-  const auto logIn = [&](std::uint32_t client) {
-    return connection.ask(
-        loginOf({.user = "ann", .password = "secret", .overHttps = true}, client));
-  };
-  for (std::uint32_t client = 0x7f020000; client < 0x7f020010; ++client) {
-    const nv::message reply = logIn(client);
-    EXPECT_FALSE(isLoggedIn(reply));
-    EXPECT_EQ(errorCode(reply), portal::kErrInternal);
-    EXPECT_EQ(errorText(reply), "hotspot manager cannot write its database");
-    EXPECT_FALSE(isLoggedIn(connection.ask(commandOf(portal::kGet, client)))) << "nor half";
-  }
-  EXPECT_TRUE(isLoggedIn(connection.ask(commandOf(portal::kStatus)))) << "what was is answered";
-  EXPECT_EQ(errorCode(manager.askAdmin("user.add", R"({"name":"bob","password":"x"})")),
-            manager::admin::kErrStore);
-  EXPECT_NE(manager.log().find("manager.db"), std::string::npos) << manager.log();
-
-  const rlimit space{RLIM_INFINITY, RLIM_INFINITY};
-  ASSERT_EQ(prlimit(manager.pid(), RLIMIT_FSIZE, &space, nullptr), 0);
-  EXPECT_TRUE(isLoggedIn(logIn(0x7f020100)));
-  manager.kill();
-  manager.start();
-  EXPECT_TRUE(isLoggedIn(manager.ask(commandOf(portal::kGet))));
-  EXPECT_TRUE(isLoggedIn(manager.ask(commandOf(portal::kGet, 0x7f020100))));
-  EXPECT_FALSE(isLoggedIn(manager.ask(commandOf(portal::kGet, 0x7f020001))));
-}
-
 TEST(ManagerSettings, ComeFromTheFileAndAreChecked) {
   const TemporaryDir dir;
   const auto check = [&](const std::string& text) {
@@ -426,16 +349,6 @@ TEST(ManagerHelp, NamesItsOptionsAndVersion) {
   const Finished version = runProgram({HOTSPOT_MANAGER_PATH, "--version"});
   EXPECT_EQ(version.status, 0);
   EXPECT_NE(version.out.find("hotspot-manager "), std::string::npos);
-}
-
-TEST(ManagerStart, FailsWithOneLine) {
-  const TemporaryDir dir;
-  const Finished run = runProgram({HOTSPOT_MANAGER_PATH, "--config", dir.write("m.toml", ""),
-                                   "--socket", dir.file("s"), "--admin-socket", dir.file("a"),
-                                   "--database", dir.file("none/db")});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.err.find(dir.file("none/db")), std::string::npos) << run.err;
-  EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
 }
 
 }  // namespace

@@ -83,6 +83,11 @@ bool Connection::trySend(const std::string& packet) {
          static_cast<ssize_t>(packet.size());
 }
 
+bool Connection::hasAnswer() const {
+  pollfd waiting{descriptor_, POLLIN, 0};
+  return poll(&waiting, 1, 0) == 1;
+}
+
 std::optional<nv::message> Connection::receive() {
   pollfd waiting{descriptor_, POLLIN, 0};
   if (poll(&waiting, 1, kWaitMs) != 1) return std::nullopt;
@@ -108,20 +113,17 @@ ManagerProcess::~ManagerProcess() {
   if (pid_ != 0) kill();
 }
 
-void ManagerProcess::start(std::optional<rlim_t> maxFileBytes) {
+void ManagerProcess::start() {
   // An empty file of its own, so that the machine's is not read.
   std::vector<std::string> words = {
       HOTSPOT_MANAGER_PATH, "--config",     dir.write("manager.toml", ""),
       "--socket",           socket(),       "--admin-socket",
-      adminSocket(),        "--database",   dir.file("manager.db"),
+      adminSocket(),        "--database",   database,
       "--neighbour-table",  dir.file("arp")};
   words.insert(words.end(), options_.begin(), options_.end());
   pid_ = fork();
   if (pid_ == 0) {
-    if (maxFileBytes) {
-      const rlimit limit{*maxFileBytes, RLIM_INFINITY};
-      setrlimit(RLIMIT_FSIZE, &limit);
-    }
+    for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
     become(words, "/dev/null", dir.file("out"), dir.file("log"));
   }
   for (int i = 0; i < kWaitMs / 10; ++i) {

@@ -3,11 +3,11 @@
 #ifndef TESTS_MANAGER_PROCESS_H_
 #define TESTS_MANAGER_PROCESS_H_
 
-#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/message.h"
@@ -35,6 +35,8 @@ class Connection {
   void send(const std::string& packet);
   // False when the other side has ended the connection already.
   bool trySend(const std::string& packet);
+  // True when an answer, or the end of the connection, is there to be read now.
+  bool hasAnswer() const;
   // Nothing when the connection has ended or nothing came in time.
   std::optional<nv::message> receive();
   nv::message ask(const nv::message& request);
@@ -50,8 +52,8 @@ class ManagerProcess {
   explicit ManagerProcess(std::vector<std::string> options = {});
   ~ManagerProcess();  // kills it when it still runs
 
-  // Starts it and waits until it answers. `maxFileBytes`: no file of it may grow beyond.
-  void start(std::optional<rlim_t> maxFileBytes = std::nullopt);
+  // Starts it and waits until it answers.
+  void start();
   void signal(int number);
   // Waits for its end; gives the exit status as in Finished.
   int wait();
@@ -71,6 +73,9 @@ class ManagerProcess {
   std::string log() const;
 
   TemporaryDir dir;
+  // To be set before start().
+  std::string database = dir.file("manager.db");
+  std::vector<std::pair<std::string, std::string>> environment;
 
  private:
   const std::vector<std::string> options_;
