@@ -120,6 +120,9 @@ TEST(TemplateReference, BlanksAndTabsAroundTheNameDoNotCount) {
 TEST(TemplateReference, OtherCharactersBelongToTheWord) {
   expectWhole({{"$(x\n)", "$(x\n)"},
                {"$(\rx)", "$(\rx)"},
+               {"$(\nx)", "$(\nx)"},
+               {"$(if \nx)A$(endif)", ""},
+               {"$(if x \n== 1)A", "$(if x \n== 1)A"},
                {"$('x')", "$('x')"},
                {"$((x)", "$((x)"},
                {"$(x\\)", "$(x\\)"}});

@@ -79,9 +79,9 @@ TEST(VarVal, BareRadiusTellsWhetherThereIsAnAttribute) {
 }
 
 TEST(VarVal, LongerRadiusNamesAreUnknownWhateverThePacketHolds) {
-  for (const char* const name :
-       {"radius1", "radius26-9u", "radius8u[1]", "radius 1", "radiusX", "RADIUS", "Radius", "radiu",
-        "radius1-esc", "radius-", "radiusu", "radius[0]", "radius[]", "radiusradius", "xradius"}) {
+  for (const char* const name : {"radius1", "radius26-9u", "radius8u[1]", "radius 1", "radiusX",
+                                 "RADIUS", "Radius", "radiu", "radiut", "radius1-esc", "radius-",
+                                 "radiusu", "radius[0]", "radius[]", "radiusradius", "xradius"}) {
     EXPECT_EQ(valueOf({}, name, true, true), kUntouched) << name;
   }
 }
@@ -168,9 +168,10 @@ TEST(RadiusId, BareNameIsAcceptedAndWritesNothing) {
 
 TEST(RadiusId, EveryOtherNameIsRejected) {
   for (const std::string& name :
-       {std::string(), std::string("radiu"), std::string("RADIUS"), std::string("radius1"),
-        std::string("radius26-9u"), std::string("radius8u[1]"), std::string("radiusX"),
-        std::string("radius\0", 7), std::string("1radius"), std::string(" radius")}) {
+       {std::string(), std::string("radiu"), std::string("RADIUS"), std::string("radiut"),
+        std::string("sadius"), std::string("radius1"), std::string("radius26-9u"),
+        std::string("radius8u[1]"), std::string("radiusX"), std::string("radius\0", 7),
+        std::string("1radius"), std::string(" radius")}) {
     Id id;
     EXPECT_FALSE(parseRadiusId(name, &id.vendor, &id.type, &id.numeric, &id.index)) << name;
     EXPECT_FALSE(parseRadiusId(name, &id.vendor, &id.type, &id.numeric, nullptr)) << name;
