@@ -8,6 +8,10 @@ namespace manager {
 
 namespace {
 
+// The main file grows by this much at once: when the disk is full there is room in it, so that the
+// log can be emptied into it and begin anew.
+constexpr int kChunkBytes = 262144;
+
 // The log is cut back to this size after a checkpoint.
 constexpr const char* kOpenStatements =
     "PRAGMA locking_mode = EXCLUSIVE;"
@@ -23,6 +27,8 @@ Database::Database(const std::string& path) : path_(path) {
   try {
     if (sqlite3_open_v2(path.c_str(), &db_, flags, nullptr) != SQLITE_OK) fail("cannot open");
     sqlite3_extended_result_codes(db_, 1);
+    int chunkBytes = kChunkBytes;
+    sqlite3_file_control(db_, "main", SQLITE_FCNTL_CHUNK_SIZE, &chunkBytes);
     execute(kOpenStatements);
     // Exclusive locking takes the lock with the first write: take it now, so that a second manager
     // is told at its start.

@@ -42,7 +42,7 @@ class Ledger final : public Standing {
   // Takes over what the store holds. Sessions of an earlier boot get times of this boot's clock, or
   // are ended when that cannot be done; what ran out meanwhile is ended. Within one boot the idle
   // time-outs begin anew: nobody could see what the clients did while no manager ran. (writes, and
-  // commits)
+  // commits; goes on without, within one boot, when the database cannot be written)
   void start();
 
   // Makes the group durable, then tells the enforcer.

@@ -47,28 +47,34 @@ void Ledger::start() {
   const TimeAnchor stored = store_.loadAnchor().value_or(present);
   const std::optional<std::int64_t> shiftSecs = uptimeShift(stored, present);
   const bool sameBoot = !present.bootId.empty() && present.bootId == stored.bootId;
+  for (Session session : store_.loadSessions()) {
+    if (shiftSecs) {
+      shift(&session, *shiftSecs);
+    } else {
+      forgetTimes(&session, present.uptimeSecs);
+    }
+    if (sameBoot) session.lastActiveAt = present.uptimeSecs;
+    sessions_.put(session);
+  }
+  unseenSessions_.merge(sessions_.keep());
   try {
-    for (Session session : store_.loadSessions()) {
-      if (shiftSecs) {
-        shift(&session, *shiftSecs);
-      } else {
-        forgetTimes(&session, present.uptimeSecs);
-      }
-      if (sameBoot) session.lastActiveAt = present.uptimeSecs;
-      sessions_.put(session);
+    for (const std::uint32_t address : sessions_.addresses()) {
+      const Session* session = sessions_.find(address);
       if (!shiftSecs) {
-        end(session.address, EndReason::kClockLost);
-      } else if (const auto reason = overdue(session, present.uptimeSecs)) {
-        end(session.address, *reason);
+        end(address, EndReason::kClockLost);
+      } else if (const auto reason = overdue(*session, present.uptimeSecs)) {
+        end(address, *reason);
       } else if (!sameBoot) {
-        store_.putSession(session);
+        store_.putSession(*session);
       }
     }
     putAnchor();
     commit();
-  } catch (...) {
+  } catch (const StoreError& error) {
     rollback();
-    throw;
+    // The store's times are of another boot, and must not be mixed with times of this one.
+    if (!sameBoot) throw;
+    spdlog::error("starting, but nobody can log in or out: {}", error.what());
   }
   for (const std::uint32_t address : sessions_.addresses()) {
     enforcer_.admit(*sessions_.find(address));

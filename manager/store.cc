@@ -4,7 +4,11 @@
 
 namespace manager {
 
-Store::Store(const std::string& path) : db_(path) { prepareSchema(db_); }
+Store::Store(const std::string& path) : db_(path) {
+  prepareSchema(db_);
+  // What a killed manager left in the log goes to its place.
+  db_.makeRoom();
+}
 
 void Store::commit() { db_.commit(); }
 

@@ -3,6 +3,7 @@
 #include "manager/ledger.h"
 
 #include <gtest/gtest.h>
+#include <spdlog/spdlog.h>
 
 #include "manager/portal_protocol.h"
 #include "tests/manager/bench.h"
@@ -192,6 +193,49 @@ TEST_F(LedgerTest, TellsTheEnforcerNothingThatWasRolledBack) {
   bench.parts->ledger.commit();
   EXPECT_TRUE(bench.parts->enforcer.admitted.empty());
   EXPECT_EQ(bench.parts->ledger.sessions().size(), 0u);
+}
+
+TEST_F(LedgerTest, HasNoMoreSessionsThanItMay) {
+  bench.admin("profile.set", {{"name", "default"}, {"shared-users", 0}});
+  // No line for each of them.
+  spdlog::set_level(spdlog::level::warn);
+  manager::Session session;
+  session.account = "ann";
+  session.profile = "default";
+  session.loginAt = session.lastActiveAt = bench.clock.uptime;
+  for (std::uint32_t i = 0; i < manager::Ledger::kMaxSessions; ++i) {
+    session.address = 0x7f010000 + i;
+    bench.parts->ledger.open(session);
+  }
+  bench.parts->ledger.commit();
+  spdlog::set_level(spdlog::level::info);
+  const nv::message refused = bench.chapLogin("ann", "secret");
+  EXPECT_EQ(errorText(refused), manager::kFailFull.text);
+  bench.command(portal::kLogout, 0x7f010000);
+  EXPECT_TRUE(isLoggedIn(bench.chapLogin("ann", "secret")));
+}
+
+TEST_F(LedgerTest, SweepForgetsTheOldestCookiesAndTrialsBeyondTheirMost) {
+  const std::int64_t most = manager::Ledger::kMaxCookies;
+  ASSERT_EQ(most, manager::Ledger::kMaxTrials);
+  for (std::int64_t i = 0; i < most + 5; ++i) {
+    manager::Cookie cookie;
+    cookie.id = static_cast<std::uint32_t>(i + 1);
+    cookie.expiresWallSecs = bench.clock.wall + 1000 + i;
+    ASSERT_TRUE(bench.parts->store.addCookie(cookie));
+    bench.parts->store.putTrial(std::to_string(i), bench.clock.wall - most + i);
+  }
+  bench.parts->store.commit();
+  bench.clock.pass(60);
+  bench.sweep();
+  manager::Store& store = bench.parts->store;
+  EXPECT_FALSE(store.findCookie(5));
+  EXPECT_TRUE(store.findCookie(6));
+  EXPECT_TRUE(store.findCookie(static_cast<std::uint32_t>(most + 5)));
+  EXPECT_FALSE(store.findTrial("4"));
+  EXPECT_TRUE(store.findTrial("5"));
+  EXPECT_FALSE(store.trimCookies(most)) << "nothing is left to do";
+  EXPECT_FALSE(store.trimTrials(most));
 }
 
 TEST(Store, RefusesADatabaseOfANewerFormat) {

@@ -136,6 +136,27 @@ TEST_F(ManagerTest, SurvivesFieldsOfWrongTypesAndSizes) {
   EXPECT_FALSE(reply.size_field(portal::kUserName)) << "nothing that long is sent back";
 }
 
+TEST_F(ManagerTest, LogsRefusedLoginsInOneLineWhateverTheNameHolds) {
+  const std::string name = "eve\n2026-01-01 error made up \"" + std::string(1000, 'e');
+  manager.ask(loginOf({.user = name, .password = "x", .overHttps = true}));
+  const std::string shown = "user=\"eve?2026-01-01 error made up ?" + std::string(34, 'e') + "\"";
+  EXPECT_NE(manager.log().find("login refused address=127.0.0.2 mac= " + shown +
+                               " reason=\"invalid user name or password\"\n"),
+            std::string::npos)
+      << manager.log();
+}
+
+TEST_F(ManagerTest, AllowsTenWrongPasswordsAMinuteAndSaysSo) {
+  for (int i = 0; i < 10; ++i) {
+    EXPECT_EQ(errorCode(manager.chapLogin("ann", "wrong")), portal::kErrInvalidUser) << i;
+  }
+  EXPECT_EQ(errorCode(manager.chapLogin("ann", "secret")), portal::kErrAuthInProgress);
+  EXPECT_NE(manager.log().find("warning too many wrong passwords: logins of 127.0.0.2 "),
+            std::string::npos)
+      << manager.log();
+  EXPECT_TRUE(isLoggedIn(manager.chapLogin("ann", "secret", kOtherClient)));
+}
+
 TEST_F(ManagerTest, OutlivesPeersThatLeaveOrDoNotRead) {
   for (int i = 0; i < 20; ++i) {
     Connection leaving(manager.socket());
@@ -322,6 +343,8 @@ TEST(ManagerSettings, ComeFromTheFileAndAreChecked) {
       {"trial = \"often\"\n", "trial"},
       {"cookie-lifetime = -1\n", "cookie-lifetime"},
       {"log-level = \"loud\"\n", "log-level"},
+      {"guesses-per-minute = \"few\"\n", "guesses-per-minute"},
+      {"guesses-per-minute = -1\n", "guesses-per-minute"},
       {"group = \"no-such-group\"\n", "no-such-group"},
       {"html-dir = \"pages\"\n", "html-dir"},
       {"socket = \n", "m.toml:1"}};

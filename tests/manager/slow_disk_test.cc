@@ -140,4 +140,18 @@ TEST_F(SlowDisk, OnWhichSyncsFailRefusesLoginsAndRecovers) {
   EXPECT_TRUE(isLoggedIn(manager.ask(commandOf(portal::kGet))));
 }
 
+TEST_F(SlowDisk, OnWhichSyncsFailDoesNotKeepTheManagerFromStarting) {
+  manager.kill();
+  gate.write("fail", "");
+  manager.start();
+  EXPECT_TRUE(isLoggedIn(manager.ask(commandOf(portal::kStatus))));
+  EXPECT_EQ(errorText(manager.ask(logInOf(kOtherClient))),
+            "hotspot manager cannot write its database");
+  EXPECT_NE(manager.log().find("starting, but nobody can log in or out: database "),
+            std::string::npos)
+      << manager.log();
+  unlink(gate.file("fail").c_str());
+  EXPECT_TRUE(isLoggedIn(manager.ask(logInOf(kOtherClient))));
+}
+
 }  // namespace
