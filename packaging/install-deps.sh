@@ -10,6 +10,7 @@ Usage: packaging/install-deps.sh GROUP...
 Groups:
   build   what the programs, the pages and ./run need
   test    what the tests need beyond that
+  router  what the tests on the emulated router need beyond test
   bench   what the measurements need beyond build
 TEXT
 }
@@ -34,6 +35,7 @@ for group in "$@"; do
   case $group in
     build) wanted+=("${build[@]}") ;;
     test) wanted+=("${test[@]}") ;;
+    router) wanted+=("${router[@]}") ;;
     bench) wanted+=("${bench[@]}") ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install-deps.sh: no group \"$group\"" >&2; usage >&2; exit 2 ;;

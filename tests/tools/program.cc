@@ -14,15 +14,16 @@ namespace {
 std::vector<std::string> emulator() {
   std::vector<std::string> words;
   std::istringstream list(TEST_EMULATOR);
-  for (std::string word; std::getline(list, word, ';');) words.push_back(word);
+  for (std::string word; list >> word;) words.push_back(word);
   return words;
 }
 
 // In the child; does not return. Files instead of pipes: neither side ever waits for the other.
 [[noreturn]] void become(const std::vector<std::string>& command,
-                         const std::filesystem::path& files, const std::string& tmpDir) {
+                         const std::filesystem::path& files, const std::string& outFile,
+                         const std::string& tmpDir) {
   const int in = open((files / "in").c_str(), O_RDONLY);
-  const int out = open((files / "out").c_str(), O_WRONLY | O_CREAT, 0600);
+  const int out = open(outFile.c_str(), O_WRONLY | O_CREAT, 0600);
   const int err = open((files / "err").c_str(), O_WRONLY | O_CREAT, 0600);
   dup2(in, STDIN_FILENO);
   dup2(out, STDOUT_FILENO);
@@ -31,7 +32,7 @@ std::vector<std::string> emulator() {
   std::vector<char*> arguments;
   for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
-  execv(arguments[0], arguments.data());
+  execvp(arguments[0], arguments.data());
   _exit(127);
 }
 
@@ -62,18 +63,19 @@ std::string readFile(const std::filesystem::path& path) {
 }
 
 Ended runProgram(const std::vector<std::string>& command, const std::string& input,
-                 const std::filesystem::path& tmpDir) {
+                 const std::filesystem::path& tmpDir, const std::string& outFile) {
   const ScratchDir files;
   files.write("in", input);
   std::vector<std::string> words = emulator();
   words.insert(words.end(), command.begin(), command.end());
   const pid_t child = fork();
-  if (child == 0) become(words, files.path(), tmpDir);
+  const std::string out = outFile.empty() ? (files.path() / "out").string() : outFile;
+  if (child == 0) become(words, files.path(), out, tmpDir);
   int status = 0;
   if (child < 0 || waitpid(child, &status, 0) != child) throw std::runtime_error("no process");
   Ended ended;
   ended.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  ended.out = readFile(files.path() / "out");
+  if (outFile.empty()) ended.out = readFile(out);
   ended.err = readFile(files.path() / "err");
   return ended;
 }

@@ -31,9 +31,10 @@ struct Ended {
   std::string err;
 };
 
-// The program finds `input` on its standard input and TMPDIR pointing to `tmpDir`. Goes through the
-// emulator of a cross build.
+// The program finds `input` on its standard input and TMPDIR pointing to `tmpDir`. What it prints
+// goes to `outFile` instead of into the result when there is one. Goes through the emulator of a
+// cross build.
 Ended runProgram(const std::vector<std::string>& command, const std::string& input,
-                 const std::filesystem::path& tmpDir);
+                 const std::filesystem::path& tmpDir, const std::string& outFile = "");
 
 #endif  // TESTS_TOOLS_PROGRAM_H_

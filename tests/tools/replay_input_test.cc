@@ -98,9 +98,8 @@ TEST(ReplayInput, FindsItsOwnModule) {
 
 TEST(ReplayInput, FullDiskEndsTheRun) {
   const ScratchDir dir;
-  const Ended ended = runProgram(
-      {"/bin/sh", "-c", std::string(TEST_REPLAY) + " --module " + TEST_MODULE + " >/dev/full"},
-      "{}\n", dir.path());
+  const Ended ended =
+      runProgram({TEST_REPLAY, "--module", TEST_MODULE}, "{}\n", dir.path(), "/dev/full");
   EXPECT_EQ(ended.status, 2);
   EXPECT_NE(ended.err.find("cannot write"), std::string::npos) << ended.err;
 }

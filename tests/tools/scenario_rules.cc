@@ -1,0 +1,235 @@
+#include "tests/tools/scenario_rules.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+namespace {
+
+constexpr char kAgentType[] = "application/vnd.quarnett.hotspot";
+
+// One scenario and its result, and what was found wrong.
+class Check {
+ public:
+  Check(const Json& scenario, const Json& result)
+      : request_(scenario["request"]), scenario_(scenario), result_(result) {}
+
+  std::vector<std::string> run() {
+    readHeaders();
+    checkRefusals();
+    checkCommands();
+    checkStatus();
+    checkHeaders();
+    checkConnection();
+    checkBody();
+    checkDebug();
+    return broken_;
+  }
+
+ private:
+  void expect(bool holds, const char* rule) {
+    if (!holds) broken_.push_back(rule);
+  }
+
+  std::string requested(const char* key, const char* def) const {
+    return fromJsonBytes(request_.value(key, def));
+  }
+  bool requestedFlag(const char* key) const { return request_.value(key, false); }
+  std::uint32_t connFlags() const { return request_.value("connFlags", 0u); }
+
+  bool isLocal() const { return !requestedFlag("foreignDst") || (connFlags() & 0x10000000) != 0; }
+
+  void readHeaders() {
+    for (const Json& header : result_["headers"]) {
+      const std::string name = header[0];
+      expect(headers_.count(name) == 0, "no header stands twice");
+      headers_[name] = fromJsonBytes(header[1]);
+    }
+  }
+
+  bool has(const char* header) const { return headers_.count(header) != 0; }
+
+  // What is refused before anybody is asked.
+  void checkRefusals() {
+    const Json& error = result_["sendError"];
+    if (!error.is_null()) {
+      const int status = error[0];
+      const std::string text = error[1];
+      expect(status == 400 || status == 404 || status == 503, "refused with 400, 404 or 503");
+      expect(status != 404 || text.empty(), "404 says nothing");
+    }
+    if (!isLocal()) {
+      expect(error.is_null() || error[0] == 404, "an intercepted request is not validated");
+      return;
+    }
+    const std::string protocol = request_.value("protocol", "http");
+    const std::string method = request_.value("method", "GET");
+    Json expected;
+    if (protocol != "http" && protocol != "https") {
+      expected = {503, protocol + " protocol is not supported by hotspot"};
+    } else if (method == "POST") {
+      if (requestedFlag("bodyFails") || requested("body", "").size() > 1024) {
+        expected = {400, "can't read POST data"};
+      }
+    } else if (method != "GET") {
+      expected = {503, method + " method is not supported by hotspot"};
+    }
+    const std::string path =
+        request_.contains("relPath") ? requested("relPath", "") : requested("path", "/");
+    if (expected.is_null() && path.find("..") != std::string::npos) expected = {404, ""};
+    refused_ = !expected.is_null();
+    if (refused_) {
+      expect(error == expected, "refused as it should be");
+      expect(result_["commands"].empty(), "a refused request asks nobody");
+      expect(result_["headers"].empty() && result_["body"] == "", "a refusal is all there is");
+    } else {
+      expect(result_["commands"].size() == 1, "one request, one command");
+      expect(error.is_null() || error[0] == 404, "a request that passed can only be not found");
+    }
+  }
+
+  void checkCommands() {
+    static const std::map<std::uint32_t, std::set<std::string>> kOwnFields = {
+        {1, {"0x08fe000c"}},
+        {2,
+         {"0x20000001", "0x200003eb", "0x20000008", "0x000003f1", "0x080003ec", "0x080003ed",
+          "0x080003ee"}},
+        {3, {"0x08fe000c", "0x00000425"}},
+        {8, {"0x0800000e"}},
+        {9, {"0x08fe000c", "0x080003ed", "0x080003ee"}},
+        {10, {"0x08fe000c"}},
+        {11, {"0x08fe000c"}}};
+    expect(isLocal() || result_["commands"].size() == 1, "an intercepted request asks once");
+    for (const Json& command : result_["commands"]) {
+      std::vector<std::string> order;
+      std::map<std::string, Json> fields;
+      for (const Json& field : command["fields"]) {
+        order.push_back(field[0]);
+        fields[field[0]] = field[1];
+      }
+      expect(fields.size() == order.size(), "no field stands twice");
+      const auto first = std::find(order.begin(), order.end(), "0x88ff0001");
+      std::vector<std::string> common(first, order.end());
+      if (common.size() == 4 && common[3] == "0x2000044e") {
+        expect(fields["0x2000044e"] != "", "no target directory rather than an empty one");
+        common.pop_back();
+      }
+      expect(common == std::vector<std::string>{"0x88ff0001", "0x08ff0007", "0x080003e9"},
+             "the common fields end every command, in their order");
+      expect(fields["0x88ff0001"] == Json::array({63, 13}), "sent to the manager");
+      const std::uint32_t number =
+          fields["0x08ff0007"].is_number() ? fields["0x08ff0007"].get<std::uint32_t>() : 0;
+      const auto own = kOwnFields.find(number);
+      expect(own != kOwnFields.end(), "a command that there is");
+      if (own == kOwnFields.end()) continue;
+      expect(std::all_of(order.begin(), first,
+                         [&](const std::string& id) { return own->second.count(id) != 0; }),
+             "a command has its own fields alone");
+      expect(command["timeout"] == (number == 2 ? 18000 : 1000), "the command's time-out");
+      const bool proxied = fields.count("0x080003ed") != 0;
+      expect(proxied == ((number == 2 || number == 9) && (connFlags() & 0x08000000) != 0),
+             "the original destination where it is known");
+      expect(proxied == (fields.count("0x080003ee") != 0), "address and port go together");
+      expect(isLocal() || number == 9, "an intercepted request looks the client up");
+    }
+  }
+
+  void checkStatus() {
+    const int status = result_["status"];
+    const bool get = request_.value("method", "GET") == "GET";
+    expect(status == 200 || status == (get ? 302 : 303), "302 for GET, 303 for the rest");
+    expect(has("Location") == (status != 200), "a redirect says where to");
+    expect(result_["reason"] == (status == 200 ? "" : "Hotspot login required"), "the reason");
+  }
+
+  void checkHeaders() {
+    static const std::set<std::string> kNames = {"Set-Cookie", "Location", "Cache-Control",
+                                                 "Content-Type", "Content-Length"};
+    for (const auto& [name, value] : headers_) {
+      expect(kNames.count(name) != 0, "only headers that there are");
+    }
+    if (has("Location")) {
+      const std::string& location = headers_["Location"];
+      expect(location.rfind("http://", 0) == 0 || location.rfind("https://", 0) == 0,
+             "redirected to the web");
+    }
+    expect(!has("Cache-Control") || headers_["Cache-Control"] == "no-cache", "pages are not kept");
+    expect(result_["sendError"].is_null() == has("Content-Type"),
+           "an answer has a type, an error none");
+  }
+
+  void checkConnection() {
+    const Json& keepAlive = result_["keepAlive"];
+    expect(keepAlive[0] == keepAlive[1], "both reuse flags go together");
+    bool dropped = false;
+    if (result_["commands"].size() == 1 && !scenario_["replies"].empty()) {
+      const Json& reply = scenario_["replies"][0];
+      dropped = reply.contains("error") && reply["error"]["code"] == 0xfe0004;
+    }
+    expect(result_["socketClosed"] == dropped, "the client is dropped when the manager says so");
+    expect(!dropped || keepAlive[0] == false, "a dropped connection is not used again");
+    expect(keepAlive[0] == true || dropped || requestedFlag("ssl"),
+           "only TLS connections end by themselves");
+    expect(result_["initOrigDst"] <= 2, "the original destination is asked for twice at most");
+  }
+
+  void checkBody() {
+    const std::string body = fromJsonBytes(result_["body"]);
+    expect(body.find(ScenarioGenerator::kOutside) == std::string::npos,
+           "nothing outside the page directory is read");
+    if (has("Content-Length")) {
+      expect(headers_["Content-Length"] == std::to_string(body.size()), "the length is the body's");
+    }
+    if (has("Content-Type") && headers_["Content-Type"] == kAgentType) {
+      expect(!has("Cache-Control") && !has("Content-Length"), "the agent's page has a type alone");
+      checkAgentLines(body);
+    }
+  }
+
+  void checkAgentLines(const std::string& body) {
+    std::string before;
+    std::size_t at = 0;
+    while (at < body.size()) {
+      const std::size_t end = body.find('\n', at);
+      const std::string line = body.substr(at, end - at);
+      const std::size_t colon = line.find(": ");
+      expect(end != std::string::npos && line.size() > 1 && line.back() == '\r' &&
+                 colon != std::string::npos && colon > 0 && colon + 3 < line.size(),
+             "an agent's line is a name and a value");
+      if (end == std::string::npos || colon == std::string::npos) return;
+      expect(before < line.substr(0, colon), "the agent's lines are in order");
+      before = line.substr(0, colon);
+      at = end + 1;
+    }
+  }
+
+  void checkDebug() {
+    const bool on = scenario_.value("debug", true) && scenario_.value("debugSwitch", true);
+    const std::string text = result_["debug"];
+    expect(on || text.empty(), "silent when switched off");
+    expect(text.empty() || text.back() == '\n', "the debug text ends with a line");
+    if (on && !refused_) {
+      expect(text.find("HSrv query: ") == 0 || text.find("serve: possible hacking attempt") == 0,
+             "a request is noted first");
+    }
+  }
+
+  const Json& request_;
+  const Json& scenario_;
+  const Json& result_;
+  std::map<std::string, std::string> headers_;
+  bool refused_ = false;
+  std::vector<std::string> broken_;
+};
+
+}  // namespace
+
+std::vector<std::string> brokenRules(const Json& scenario, const Json& result) {
+  if (result.contains("invalid")) return {"every generated scenario is valid"};
+  if (result["name"] != scenario["name"]) return {"the result is this scenario's"};
+  if (scenario.contains("call")) {
+    if (!result.contains("value")) return {"a call has a value"};
+    return {};
+  }
+  return Check(scenario, result).run();
+}
