@@ -22,6 +22,17 @@ CLI::Validator fits(const std::string& name) {
       "");
 }
 
+// Anything else would depend on where the program was started; an empty database is SQLite's name
+// for one that is gone at the end.
+CLI::Validator isAbsolute() {
+  return CLI::Validator(
+      [](std::string& text) {
+        return !text.empty() && text.front() == '/' ? std::string()
+                                                    : "must be an absolute path, beginning with /";
+      },
+      "");
+}
+
 CLI::Validator isGroup() {
   return CLI::Validator(
       [](std::string& text) {
@@ -60,16 +71,22 @@ void addServerOptions(CLI::App& app, ServerSettings* server) {
 settings::Result readConfig(int argc, const char* const* argv, Config* config) {
   CLI::App app{"Keeps the hotspot's users and sessions and answers the portal's commands."};
   app.set_version_flag("--version", "hotspot-manager " HOTSPOT_VERSION);
-  app.add_option("--socket", config->socket, "socket for the portal")->capture_default_str();
-  app.add_option("--admin-socket", config->adminSocket, "socket for hotspotctl")
+  app.add_option("--socket", config->socket, "socket for the portal")
+      ->check(isAbsolute())
       ->capture_default_str();
-  app.add_option("--database", config->database, "database file")->capture_default_str();
+  app.add_option("--admin-socket", config->adminSocket, "socket for hotspotctl")
+      ->check(isAbsolute())
+      ->capture_default_str();
+  app.add_option("--database", config->database, "database file")
+      ->check(isAbsolute())
+      ->capture_default_str();
   app.add_option("--group", config->group, "group that may use the portal's socket")
       ->check(isGroup());
   app.add_option("--admin-group", config->adminGroup, "group that may use hotspotctl's socket")
       ->check(isGroup());
   app.add_option("--neighbour-table", config->neighbourTable,
                  "table of hardware addresses, in the form of /proc/net/arp")
+      ->check(isAbsolute())
       ->capture_default_str();
   app.add_option("--guesses-per-minute", config->guessesPerMinute,
                  "wrong passwords that a client may try in a minute; 0 = any number")
@@ -82,6 +99,11 @@ settings::Result readConfig(int argc, const char* const* argv, Config* config) {
   app.add_flag("--check-config", config->checkOnly, "check the settings and end")
       ->group(settings::kCommandLineOnly);
   settings::Result result = settings::parse(app, argc, argv, kDefaultFile);
+  if (result.run && config->socket == config->adminSocket) {
+    result.run = false;
+    result.exitCode = 1;
+    result.text = result.where("admin-socket") + ": must be another path than socket";
+  }
   std::string& pages = config->server.htmlDir;
   if (pages.empty() || pages.back() != '/') pages += '/';
   return result;

@@ -2,9 +2,12 @@
 
 #include <spdlog/spdlog.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 
 namespace manager {
 
@@ -16,6 +19,8 @@ constexpr std::chrono::seconds kSweepInterval{1};
 // all.
 constexpr std::chrono::milliseconds kStopTurn{20};
 constexpr int kStopTurns = 500;
+// A second: whoever waits for the end longer wants to know why.
+constexpr int kPatientTurns = 50;
 
 Ledger& started(Ledger& ledger) {
   ledger.start();
@@ -35,6 +40,7 @@ Service::Service(const Config& config)
       portal_(view_, queue_, clerk_, users_, neighbours_, config.guessesPerMinute),
       admin_(ledger_, queue_, enforcer_),
       signals_(loop_, SIGTERM, SIGINT),
+      hangup_(loop_, SIGHUP),
       timer_(loop_),
       portalSocket_(loop_, config.socket, groupId(config.group),
                     [this](const nv::message& request, PeerSocket::Responder respond) {
@@ -46,8 +52,13 @@ Service::Service(const Config& config)
                    }) {
   struct stat status {};
   if (stat(config.database.c_str(), &status) == 0 && (status.st_mode & 077) != 0) {
-    spdlog::warn("database {}: others than its owner may use it (mode {:04o}), and it holds passwords",
-                 config.database, status.st_mode & 07777);
+    spdlog::warn(
+        "database {}: others than its owner may use it (mode {:04o}), and it holds passwords",
+        config.database, status.st_mode & 07777);
+  }
+  if (access(config.neighbourTable.c_str(), R_OK) != 0) {
+    spdlog::warn("neighbour table {}: {}; clients are told apart by their addresses alone",
+                 config.neighbourTable, std::strerror(errno));
   }
   spdlog::info("serving on {} and, for administration, on {}", config.socket, config.adminSocket);
 }
@@ -61,6 +72,7 @@ void Service::run() {
     spdlog::info("stopping on signal {}", signal);
     stop();
   });
+  awaitHangup();
   scheduleSweep();
   loop_.run();
   queue_.finish();
@@ -70,6 +82,14 @@ void Service::run() {
     spdlog::error("the last counters and times of activity are not kept: {}", error.what());
   }
   spdlog::info("stopped");
+}
+
+void Service::awaitHangup() {
+  hangup_.async_wait([this](const boost::system::error_code& error, int) {
+    if (error) return;
+    spdlog::warn("settings are read at the start alone: restart the manager for new ones");
+    awaitHangup();
+  });
 }
 
 void Service::scheduleSweep() {
@@ -111,6 +131,9 @@ void Service::awaitLastAnswers(int turnsLeft) {
     if (queue_.waiting() == 0 && (answered || turnsLeft == 0)) {
       loop_.stop();
     } else {
+      if (turnsLeft == kStopTurns - kPatientTurns && queue_.waiting() != 0) {
+        spdlog::warn("still stopping: {} requests wait for the database", queue_.waiting());
+      }
       awaitLastAnswers(turnsLeft > 0 ? turnsLeft - 1 : 0);
     }
   });

@@ -33,10 +33,11 @@ class Service {
   Service& operator=(const Service&) = delete;
 
   // Serves until SIGTERM or SIGINT; then answers what it has been asked, makes everything durable
-  // and returns.
+  // and returns. SIGHUP changes nothing, and the log says so.
   void run();
 
  private:
+  void awaitHangup();
   void scheduleSweep();
   void sweep();
   void stop();
@@ -55,6 +56,7 @@ class Service {
   Portal portal_;
   Admin admin_;
   boost::asio::signal_set signals_;
+  boost::asio::signal_set hangup_;
   boost::asio::steady_timer timer_;
   PeerSocket portalSocket_;
   PeerSocket adminSocket_;

@@ -221,6 +221,17 @@ TEST_F(ManagerTest, EndsOnSigtermWithEverythingDurable) {
   EXPECT_TRUE(isLoggedIn(command(portal::kGet)));
 }
 
+TEST_F(ManagerTest, OutlivesAHangup) {
+  manager.signal(SIGHUP);
+  EXPECT_EQ(errorCode(command(portal::kGet)), 0u);
+  for (int i = 0; i < 1000 && manager.log().find("read at the start alone") == std::string::npos;
+       ++i) {
+    usleep(10000);
+  }
+  EXPECT_NE(manager.log().find("read at the start alone"), std::string::npos) << manager.log();
+  EXPECT_EQ(errorCode(command(portal::kGet)), 0u);
+}
+
 TEST_F(ManagerTest, AnswersOnSigtermWhatItWasAsked) {
   // A password hash takes a while to check: the signal comes before its answer.
   const Finished added = manager.ctl({"user", "add", "bob", "--hash"}, "hidden\n");
@@ -347,7 +358,12 @@ TEST(ManagerSettings, ComeFromTheFileAndAreChecked) {
       {"guesses-per-minute = -1\n", "guesses-per-minute"},
       {"group = \"no-such-group\"\n", "no-such-group"},
       {"html-dir = \"pages\"\n", "html-dir"},
-      {"socket = \n", "m.toml:1"}};
+      {"socket = \n", "m.toml:1"},
+      {"socket = \"run/m.sock\"\n", "m.toml:1: socket: must be an absolute path"},
+      {"database = \"\"\n", "m.toml:1: database: must be an absolute path"},
+      {"database = \":memory:\"\n", "m.toml:1: database: must be an absolute path"},
+      {"socket = \"/x\"\nadmin-socket = \"/x\"\n",
+       "m.toml:2: admin-socket: must be another path than socket"}};
   for (const auto& [text, expected] : wrong) {
     const Finished run = check(text);
     EXPECT_NE(run.status, 0) << text;

@@ -20,9 +20,9 @@ class ManagerStart : public testing::Test {
  protected:
   // Starts a manager that cannot run, and gives its line.
   std::string lineOf(const std::string& database) {
-    const Finished run = runProgram({HOTSPOT_MANAGER_PATH, "--config", dir.write("m.toml", ""),
-                                     "--socket", dir.file("s"), "--admin-socket", dir.file("a"),
-                                     "--database", database});
+    const Finished run =
+        runProgram({HOTSPOT_MANAGER_PATH, "--config", dir.write("m.toml", ""), "--socket",
+                    dir.file("s"), "--admin-socket", dir.file("a"), "--database", database});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
     EXPECT_EQ(run.err.rfind("hotspot-manager: ", 0), 0u) << run.err;
@@ -86,9 +86,9 @@ TEST_F(ManagerStart, SaysThatTheDatabaseIsDamaged) {
 
 TEST_F(ManagerStart, SaysThatTheSocketsDirectoryIsNotThere) {
   const std::string socket = dir.file("none/manager.sock");
-  const Finished run = runProgram({HOTSPOT_MANAGER_PATH, "--config", dir.write("m.toml", ""),
-                                   "--socket", socket, "--admin-socket", dir.file("a"),
-                                   "--database", dir.file("db")});
+  const Finished run =
+      runProgram({HOTSPOT_MANAGER_PATH, "--config", dir.write("m.toml", ""), "--socket", socket,
+                  "--admin-socket", dir.file("a"), "--database", dir.file("db")});
   EXPECT_EQ(run.status, 1);
   EXPECT_TRUE(holds(run.err, socket + ": cannot listen: No such file or directory")) << run.err;
 }
@@ -101,6 +101,13 @@ TEST_F(ManagerStart, WarnsOfADatabaseThatOthersMayRead) {
   ASSERT_EQ(chmod(manager.dir.file("manager.db").c_str(), 0644), 0);
   manager.start();
   EXPECT_TRUE(holds(manager.log(), "manager.db: others than its owner may use it (mode 0644)"))
+      << manager.log();
+}
+
+TEST_F(ManagerStart, WarnsOfANeighbourTableThatIsNotThere) {
+  ManagerProcess manager;
+  manager.start();
+  EXPECT_TRUE(holds(manager.log(), "arp: No such file or directory; clients are told apart by"))
       << manager.log();
 }
 
