@@ -1,6 +1,7 @@
 #include "webserver/manager_link.h"
 
 #include <poll.h>
+#include <sched.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -12,6 +13,11 @@
 
 namespace web {
 namespace {
+
+// How often a reply is looked for, in the processor's turns that others leave over, before the
+// thread sleeps for it. That is about as long as the manager takes, and putting a processor to
+// sleep and waking it again costs more than the whole exchange.
+constexpr int kLooks = 40;
 
 // Waits until the descriptor is ready or the time is over. The rest of the time is computed anew
 // after every interruption, on the same clock.
@@ -59,11 +65,6 @@ ManagerLink::Outcome ManagerLink::open(const std::string& path) {
   return full ? Outcome::kNotYet : Outcome::kBroken;
 }
 
-bool ManagerLink::stale() const {
-  char byte = 0;
-  return recv(descriptor_, &byte, 1, MSG_PEEK | MSG_DONTWAIT) >= 0 || errno != EAGAIN;
-}
-
 ManagerLink::Outcome ManagerLink::send(const nv::message& request, Clock::time_point until) {
   const std::string& wire = request.encode();
   for (;;) {
@@ -80,7 +81,7 @@ ManagerLink::Outcome ManagerLink::receive(std::uint32_t number, nv::message* rep
                                           Clock::time_point until) {
   // One byte more than a message can have tells a longer packet from a whole one.
   char buffer[nv::kMaxMessageBytes + 1];
-  for (;;) {
+  for (int looks = 0;;) {
     const ssize_t length = recv(descriptor_, buffer, sizeof buffer, MSG_DONTWAIT);
     if (length > 0) {
       if (reply->decode(buffer, static_cast<std::size_t>(length)) &&
@@ -90,12 +91,14 @@ ManagerLink::Outcome ManagerLink::receive(std::uint32_t number, nv::message* rep
       }
       tainted_ = true;
       if (Clock::now() >= until) return Outcome::kNotYet;
-      continue;
+    } else if (length == 0 || (errno != EINTR && errno != EAGAIN)) {
+      return Outcome::kBroken;
+    } else if (looks < kLooks) {
+      ++looks;
+      sched_yield();
+    } else if (!waitFor(descriptor_, POLLIN, until)) {
+      return Outcome::kNotYet;
     }
-    if (length == 0) return Outcome::kBroken;
-    if (errno == EINTR) continue;
-    if (errno != EAGAIN) return Outcome::kBroken;
-    if (!waitFor(descriptor_, POLLIN, until)) return Outcome::kNotYet;
   }
 }
 

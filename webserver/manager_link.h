@@ -34,10 +34,6 @@ class ManagerLink {
   // kBroken when there is no manager; kNotYet when its queue of connections is full.
   Outcome open(const std::string& path);
 
-  // Whether the manager closed the connection, or something lies in it that nobody asked for: it is
-  // then of no more use.
-  bool stale() const;
-
   // kDone, kNotYet (its queue is full and stayed so), kUndelivered.
   Outcome send(const nv::message& request, Clock::time_point until);
 

@@ -74,19 +74,12 @@ nv::message ManagerPool::exchange(nv::message& request, unsigned timeoutMs,
 
 Outcome ManagerPool::run(Exchange& exchange) {
   ManagerLink link;
-  while (takeIdle(&link)) {
-    if (link.stale()) continue;
-    const Outcome outcome = attempt(exchange, link);
-    if (outcome != Outcome::kUndelivered) {
-      if (outcome == Outcome::kDone && !link.tainted()) putBack(std::move(link));
-      return outcome;
-    }
-    break;
+  Outcome outcome = takeIdle(&link) ? attempt(exchange, link) : Outcome::kUndelivered;
+  if (outcome == Outcome::kUndelivered) {
+    link = ManagerLink();
+    outcome = connect(exchange, &link);
+    if (outcome == Outcome::kDone) outcome = attempt(exchange, link);
   }
-  link = ManagerLink();
-  const Outcome connected = connect(exchange, &link);
-  if (connected != Outcome::kDone) return connected;
-  const Outcome outcome = attempt(exchange, link);
   if (outcome == Outcome::kDone && !link.tainted()) putBack(std::move(link));
   return outcome;
 }

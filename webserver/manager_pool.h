@@ -23,7 +23,7 @@ class ManagerPool {
   static constexpr std::size_t kMaxIdle = 32;
   // How long an exchange may hold up the event loop before `beforeWait` is called: handing the loop
   // over costs more than most replies take.
-  static constexpr std::chrono::microseconds kShortWait{200};
+  static constexpr std::chrono::microseconds kShortWait{1000};
 
   explicit ManagerPool(std::string socketPath);
 
