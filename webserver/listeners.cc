@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -48,6 +49,7 @@ int openSocket(const ListenConfig& config) {
   inet_pton(AF_INET, config.address.c_str(), &address.sin_addr);
   const int one = 1;
   setsockopt(opened, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+  setsockopt(opened, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);  // its connections inherit it
   if (bind(opened, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
       listen(opened, SOMAXCONN) != 0) {
     const int error = errno;

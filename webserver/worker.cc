@@ -2,7 +2,6 @@
 
 #include <linux/netfilter_ipv4.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -18,6 +17,9 @@ namespace {
 
 constexpr std::chrono::seconds kSweepPeriod{1};
 constexpr std::chrono::milliseconds kAcceptPause{100};
+// How long a worker with more connections than the others leaves the next one to them.
+constexpr std::chrono::milliseconds kOthersFirst{3};
+constexpr unsigned kMoreThanOthers = 2;
 // The machine's addresses are read again once in so many sweeps.
 constexpr unsigned kSweepsToRefresh = 10;
 
@@ -93,8 +95,22 @@ void Worker::run(Servlet& servlet) {
 void Worker::acceptNext(Door& door) {
   door.readiness.async_wait(boost::asio::posix::stream_descriptor::wait_read,
                             [this, &door](const boost::system::error_code& error) {
-                              if (!error) acceptOne(door);
+                              if (error) return;
+                              if (hasMoreThanOthers()) return acceptLater(door, kOthersFirst);
+                              acceptOne(door);
                             });
+}
+
+void Worker::acceptLater(Door& door, std::chrono::milliseconds pause) {
+  door.pause.expires_after(pause);
+  door.pause.async_wait([this, &door](const boost::system::error_code& error) {
+    if (!error) acceptOne(door);
+  });
+}
+
+bool Worker::hasMoreThanOthers() const {
+  const unsigned share = state_.counters.connections() / setup_.config.workers;
+  return state_.connections.size() > share + kMoreThanOthers;
 }
 
 void Worker::acceptOne(Door& door) {
@@ -104,11 +120,7 @@ void Worker::acceptOne(Door& door) {
                              SOCK_NONBLOCK | SOCK_CLOEXEC);
   if (socket < 0 && (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)) {
     logWarning(std::string("cannot accept a connection: ") + std::strerror(errno));
-    door.pause.expires_after(kAcceptPause);
-    door.pause.async_wait([this, &door](const boost::system::error_code& error) {
-      if (!error) acceptNext(door);
-    });
-    return;
+    return acceptLater(door, kAcceptPause);
   }
   // First: the new connection's first request may block this thread.
   acceptNext(door);
@@ -123,8 +135,6 @@ void Worker::adopt(Door& door, int socket, std::uint32_t clientAddr) {
     close(socket);
     return;
   }
-  const int one = 1;
-  setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
   std::shared_ptr<Connection> connection;
   try {
     std::unique_ptr<Transport> transport =

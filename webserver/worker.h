@@ -8,6 +8,7 @@
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -40,6 +41,8 @@ class Worker {
   struct Door;
 
   void acceptNext(Door& door);
+  void acceptLater(Door& door, std::chrono::milliseconds pause);
+  bool hasMoreThanOthers() const;
   void acceptOne(Door& door);
   void adopt(Door& door, int socket, std::uint32_t clientAddr);
   void sweep();
