@@ -1,5 +1,6 @@
 #include "webserver/connection.h"
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -180,6 +181,7 @@ void Connection::linger() {
   use(unused().size());
   setDeadline(kLingerSecs);
   transport_->finish();
+  ::shutdown(socket_, SHUT_WR);
   await(Io::kWantRead);
 }
 

@@ -169,7 +169,8 @@ bool Connection::answered() {
   headerBegun_ = false;
   unparsed_ = !unused().empty();
   setDeadline(worker_.config.idleTimeoutSecs);
-  return true;
+  // The next request is hardly ever there already: wait for it rather than try in vain.
+  return unparsed_ || transport_->holdsBack() || await(Io::kWantRead);
 }
 
 // The module may close its descriptor of the connection, at a time when other threads open others:

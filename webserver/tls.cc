@@ -3,7 +3,6 @@
 #include <openssl/err.h>
 #include <openssl/rand.h>
 #include <openssl/ssl.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -33,6 +32,8 @@ class TlsTransport : public Transport {
     return result(ok, bytes);
   }
 
+  bool holdsBack() const override { return SSL_has_pending(ssl_) == 1; }
+
   Io write(const iovec* parts, int count) override {
     // One record for a small answer, not one for its header and one for its body.
     char joined[kReadBytes];
@@ -58,7 +59,6 @@ class TlsTransport : public Transport {
     ERR_clear_error();
     if (SSL_is_init_finished(ssl_) != 0) SSL_shutdown(ssl_);
     ERR_clear_error();
-    ::shutdown(SSL_get_fd(ssl_), SHUT_WR);
   }
 
  private:

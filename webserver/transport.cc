@@ -17,6 +17,8 @@ class PlainTransport : public Transport {
     return result(length, Io::kWantRead);
   }
 
+  bool holdsBack() const override { return false; }
+
   Io write(const iovec* parts, int count) override {
     msghdr message{};
     message.msg_iov = const_cast<iovec*>(parts);
@@ -24,7 +26,7 @@ class PlainTransport : public Transport {
     return result(sendmsg(socket_, &message, MSG_DONTWAIT | MSG_NOSIGNAL), Io::kWantWrite);
   }
 
-  void finish() override { shutdown(socket_, SHUT_WR); }
+  void finish() override {}
 
  private:
   static Io result(ssize_t length, Io::Kind want) {

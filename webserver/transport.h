@@ -35,9 +35,11 @@ class Transport {
 
   // REQUIRES: the buffer holds kReadBytes.
   virtual Io read(char* buffer) = 0;
+  // Whether bytes were taken from the socket that read() has still to give.
+  virtual bool holdsBack() const = 0;
   // Writes what can be written of the parts; after kWant... the same bytes are given again.
   virtual Io write(const iovec* parts, int count) = 0;
-  // Says goodbye, if the kind of connection has a way to, and sends no more.
+  // Says goodbye, if the kind of connection has a way to, and writes no more.
   virtual void finish() = 0;
 };
 

@@ -12,6 +12,7 @@ class SlowTransport : public Transport {
  public:
   explicit SlowTransport(std::size_t step) : step_(step) {}
   Io read(char*) override { return {Io::kEnd}; }
+  bool holdsBack() const override { return false; }
   Io write(const iovec* parts, int count) override {
     blocked_ = !blocked_;
     if (blocked_ && step_ < 1000) return {Io::kWantWrite};
