@@ -1,5 +1,6 @@
 // Debug lines and the mutex: one hold for each piece, none while the stream is off.
 
+#include <errno.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include "host/debug.h"
 #include "platform/debug_stream.h"
 #include "servlet/debug_out.h"
+#include "servlet/hsrv.h"
 #include "tests/support/visit.h"
 #include "tests/support/wrapped_system.h"
 
@@ -55,38 +57,50 @@ TEST(DebugOutput, MutexIsTakenAndReleasedForEachPiece) {
                                 "lock", "'!'", "unlock", "lock", "end", "flush", "unlock"}));
 }
 
-// Lines that `visit` writes, and how many of them were sent on at their end.
-void expectFlushed(fake::Visit& visit, std::ptrdiff_t lines) {
+// What `work` writes is this many lines, each sent on at its end.
+template <typename Work>
+void expectFlushed(std::ptrdiff_t lines, const Work& work) {
   fake::CallWatch watch;
   WatchedStream stream(watch);
-  visit.serve();
+  work(watch);
   EXPECT_EQ(std::count(watch.calls.begin(), watch.calls.end(), "end"), lines);
   EXPECT_EQ(std::count(watch.calls.begin(), watch.calls.end(), "flush"), lines);
 }
 
 TEST(DebugOutput, EachLineIsFlushedAtItsEnd) {
+  expectFlushed(1, [](fake::CallWatch&) { const HSrv servlet; });
+
   fake::Visit dots;
   dots.req.path = "a/../b";
-  expectFlushed(dots, 1);
+  expectFlushed(1, [&](fake::CallWatch&) { dots.serve(); });
 
   // The rejected target, the query, the failed command, the missing page.
   fake::Visit missing;
   missing.req.path = "status";
   missing.req.query = "target=..";
   missing.reply().error(1, "broken");
-  expectFlushed(missing, 4);
+  expectFlushed(4, [&](fake::CallWatch&) { missing.serve(); });
 
+  // The query, and why there is no page.
   fake::Visit intercepted;
   intercepted.req.foreignDst = true;
   intercepted.pages.makeDirectory("rlogin.html");
   intercepted.reply();
-  expectFlushed(intercepted, 2);
+  expectFlushed(2, [&](fake::CallWatch&) { intercepted.serve(); });
 
-  fake::Visit unmatched;
-  unmatched.req.path = "p.html";
-  unmatched.pages.write("p.html", "$(endif)");
-  unmatched.reply();
-  expectFlushed(unmatched, 2);
+  fake::Visit files;
+  files.pages.write("p.html", "$(endif)");
+  HsConn conn = files.connection();
+  expectFlushed(1, [&](fake::CallWatch&) { conn.showFile("p.html", ""); });
+  expectFlushed(1, [&](fake::CallWatch&) { conn.showFile("..", ""); });
+  expectFlushed(1, [&](fake::CallWatch& watch) {
+    watch.failOpen(EACCES);
+    conn.showFile("p.html", "");
+  });
+  expectFlushed(1, [&](fake::CallWatch& watch) {
+    watch.failMmap(ENOMEM);
+    conn.showFile("p.html", "");
+  });
 }
 
 TEST(DebugOutput, MutexIsNotTakenWhileEitherFlagIsZero) {
