@@ -13,7 +13,10 @@ std::string textOf(const nlohmann::json& value) {
   if (value.is_string()) return value.get<std::string>().empty() ? "-" : value.get<std::string>();
   if (value.is_array()) {
     std::string text;
-    for (const nlohmann::json& item : value) text += (text.empty() ? "" : " ") + textOf(item);
+    for (const nlohmann::json& item : value) {
+      if (!text.empty()) text += ' ';
+      text += textOf(item);
+    }
     return text.empty() ? "-" : text;
   }
   return value.dump();
