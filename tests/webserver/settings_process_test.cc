@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 
 #include "tests/webserver/certificate.h"
@@ -94,7 +95,14 @@ TEST(StartUp, WorkersBecomeTheUser) {
   }
   ServerProcess server;
   server.settings("workers = 1\nuser = \"nobody\"\n");
-  server.start();
+  // The build tree may be root's alone.
+  namespace fs = std::filesystem;
+  const std::string module = server.file("servlet.so");
+  fs::copy_file(TEST_SERVLET, module);
+  for (const std::string& path : {module, server.file(".")}) {
+    fs::permissions(path, fs::perms(0755));
+  }
+  server.start({"--module", module});
   ASSERT_EQ(fetch(server.port(), "/big?1").status, 200);
   const std::string status =
       readFile("/proc/" + std::to_string(server.workers().at(0)) + "/status");
