@@ -165,7 +165,10 @@ export class Portal {
     if (process.env.HOTSPOT_E2E_LOGS) {
       for (const service of [this.web, this.manager]) console.log(service?.log());
     }
+    const reports = [this.web, this.manager].map((service) => service?.log() ?? "")
+      .filter((log) => log.includes("Sanitizer"));
     fs.rmSync(this.dir, { recursive: true, force: true });
+    assert.deepEqual(reports, []);
     return ends;
   }
 }

@@ -111,6 +111,7 @@ ManagerProcess::ManagerProcess(std::vector<std::string> options) : options_(std:
 
 ManagerProcess::~ManagerProcess() {
   if (pid_ != 0) kill();
+  EXPECT_EQ(log().find("Sanitizer"), std::string::npos) << log();
 }
 
 void ManagerProcess::start() {

@@ -1,5 +1,5 @@
-# hotspot_module_test(name sources...): one test program around the module's own objects, with the
-# scripted host of this folder.
+# hotspot_module_test(name sources... [LABELS labels...]): one test program around the module's own
+# objects, with the scripted host of this folder.
 
 include_guard(GLOBAL)
 
@@ -18,16 +18,21 @@ add_library(hotspot-test-support OBJECT
 hotspot_flags(hotspot-test-support)
 
 function(hotspot_module_test name)
-  add_executable(${name} ${ARGN})
+  cmake_parse_arguments(PARSE_ARGV 1 test "" "" LABELS)
+  add_executable(${name} ${test_UNPARSED_ARGUMENTS})
   hotspot_flags(${name})
   target_link_libraries(${name} PRIVATE
     hotspot-test-support hotspot-objects hotspot-platform GTest::gtest GTest::gtest_main)
-  gtest_discover_tests(${name} PROPERTIES TIMEOUT ${HOTSPOT_TEST_SECONDS})
+  set(properties TIMEOUT ${HOTSPOT_TEST_SECONDS})
+  if(test_LABELS)
+    list(APPEND properties LABELS "${test_LABELS}")
+  endif()
+  gtest_discover_tests(${name} PROPERTIES ${properties})
 endfunction()
 
 # The same with the module's system calls going through wrapped_system.h.
 function(hotspot_wrapped_module_test name)
-  hotspot_module_test(${name} ${ARGN} ${PROJECT_SOURCE_DIR}/tests/support/wrapped_system.cc)
+  hotspot_module_test(${name} ${PROJECT_SOURCE_DIR}/tests/support/wrapped_system.cc ${ARGN})
   foreach(call open open64 mmap mmap64 munmap close pthread_mutex_lock pthread_mutex_unlock malloc free)
     target_link_options(${name} PRIVATE -Wl,--wrap=${call})
   endforeach()

@@ -43,6 +43,7 @@ ServerProcess::~ServerProcess() {
     int status = 0;
     waitpid(pid_, &status, 0);
   }
+  EXPECT_EQ(log().find("Sanitizer"), std::string::npos) << log();
   std::filesystem::remove_all(directory_);
 }
 
