@@ -119,7 +119,11 @@ void CommitQueue::runGroup(std::vector<Entry> group) {
     view_.apply(std::move(result->changes));
     for (std::size_t i = 0; i < result->group.size(); ++i) {
       --waiting_;
-      result->group[i].work.done(result->outcomes[i]);
+      try {
+        result->group[i].work.done(result->outcomes[i]);
+      } catch (const std::exception& error) {
+        spdlog::error("a request was carried out and not answered: {}", error.what());
+      }
     }
   });
 }

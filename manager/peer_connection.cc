@@ -1,9 +1,13 @@
 #include "manager/peer_connection.h"
 
+#include <spdlog/spdlog.h>
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <exception>
+#include <memory>
 
+#include "manager/failures.h"
 #include "manager/peer_socket.h"
 #include "manager/portal_protocol.h"
 #include "manager/replies.h"
@@ -67,14 +71,23 @@ void PeerConnection::handle(const char* data, std::size_t length) {
   }
   const bool numbered = request.size_u32(portal::kRequestNumber) != 0;
   const std::uint32_t number = request.get_u32(portal::kRequestNumber, 0);
-  socket_.handler_(request, [self = shared_from_this(), numbered, number](nv::message reply) {
+  const auto answered = std::make_shared<bool>(false);
+  const auto respond = [self = shared_from_this(), numbered, number, answered](nv::message reply) {
+    *answered = true;
     if (numbered) reply.insert_u32(portal::kRequestNumber, number);
     if (!reply.fits()) {
       reply = protocolError("the reply is too long");
       if (numbered) reply.insert_u32(portal::kRequestNumber, number);
     }
     self->answer(reply);
-  });
+  };
+  try {
+    socket_.handler_(request, respond);
+  } catch (const std::exception& error) {
+    // Out of memory, say: this request fails, the others go on.
+    spdlog::error("request failed: {}", error.what());
+    if (!*answered) respond(protocolError(kFailInternal.text));
+  }
 }
 
 void PeerConnection::answer(const nv::message& reply) {

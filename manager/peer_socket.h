@@ -27,8 +27,8 @@ class PeerConnection;
 class PeerSocket {
  public:
   using Responder = std::function<void(const nv::message&)>;
-  // Takes one message; has to call the responder once, at any time, on the loop thread. The
-  // responder may outlive the connection.
+  // Takes one message; has to call the responder once, at any time, on the loop thread, or throw
+  // and not call it later. The responder may outlive the connection.
   using Handler = std::function<void(const nv::message&, Responder)>;
 
   // Connections beyond this many are closed at once.

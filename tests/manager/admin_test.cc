@@ -35,7 +35,8 @@ TEST_F(AdminTest, RefusesWhatItDoesNotKnow) {
 }
 
 TEST_F(AdminTest, RefusesBytesThatAreNoJson) {
-  for (const char* text : {"", "{", "{\"name\":}", "\xff\xfe", "null"}) {
+  const std::string hostile = "{\"after\":" + std::string(60000, '[');
+  for (const char* text : {"", "{", "{\"name\":}", "\xff\xfe", "null", hostile.c_str()}) {
     nv::message reply;
     bench.parts->admin.receive(adminOf("user.list", text),
                                [&](const nv::message& answer) { reply = answer; });

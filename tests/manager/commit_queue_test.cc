@@ -117,6 +117,18 @@ TEST_F(CommitQueueTest, AnswersAnyOtherExceptionAsInternal) {
   EXPECT_EQ(answers["a"], manager::kFailInternal.text);
 }
 
+TEST_F(CommitQueueTest, TellsTheOthersWhenOneCannotBeTold) {
+  closeGate();
+  manager::Work work = writing("a");
+  work.done = [](const manager::Outcome&) { throw std::bad_alloc(); };
+  bench.parts->queue.submit(work);
+  bench.parts->queue.submit(writing("b"));
+  openGate();
+  runAll();
+  EXPECT_EQ(answers["b"], "");
+  EXPECT_EQ(bench.parts->queue.waiting(), 0u);
+}
+
 TEST_F(CommitQueueTest, RefusesWorkBeyondItsMost) {
   closeGate();
   const std::size_t most = manager::CommitQueue::kMaxWaiting;
