@@ -36,6 +36,15 @@ void Bench::restart() {
   parts = std::make_unique<Parts>(*this);
 }
 
+void Bench::onStorage(std::function<void()> run) {
+  bool ran = false;
+  parts->queue.submit({std::move(run), [&](const manager::Outcome& outcome) {
+                         EXPECT_FALSE(outcome.failure) << outcome.reason;
+                         ran = true;
+                       }});
+  runUntil([&] { return ran; });
+}
+
 void Bench::sweep() {
   bool swept = false;
   parts->queue.sweep([&](const manager::Outcome& outcome) {

@@ -86,6 +86,9 @@ class Bench {
   void addHashedUser(const std::string& name, const std::string& password);
   void setMac(const std::string& address, const std::string& mac);
 
+  // Runs it on the storage thread, behind what was submitted, and commits.
+  void onStorage(std::function<void()> run);
+
   // A sweep as the manager does one every second.
   void sweep();
   // The orderly end that restart() is not: everything is written.

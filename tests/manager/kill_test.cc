@@ -30,7 +30,8 @@ struct Guest {
   std::uint64_t bytes = 0;  // the last report that was answered, of this session
 };
 
-// Logs guests of its own in, reports traffic of theirs and logs some out, until the manager is gone.
+// Logs guests of its own in, reports traffic of theirs and logs some out, until the manager is
+// gone.
 void visit(const ManagerProcess& manager, std::uint32_t first, unsigned seed,
            std::map<std::uint32_t, Guest>* guests) {
   Connection portalSide(manager.socket());
@@ -119,8 +120,7 @@ TEST(ManagerKilled, AtAnyMomentKeepsWhatItAnswered) {
         const std::string name = manager::addressText(address);
         EXPECT_TRUE(isThere || !guest.in || guest.outAsked) << name << " was logged in";
         EXPECT_TRUE(!isThere || guest.inAsked) << name << " was logged out";
-        const std::uint64_t bytes =
-            isThere ? found->second.at("bytes-in").get<std::uint64_t>() : 0;
+        const std::uint64_t bytes = isThere ? found->second.at("bytes-in").get<std::uint64_t>() : 0;
         if (guest.in && isThere) {
           EXPECT_GE(bytes, guest.bytes) << name;
           EXPECT_LE(bytes, guest.bytes + 1000) << name << ": nobody reported that";

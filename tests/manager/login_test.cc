@@ -165,11 +165,12 @@ TEST_F(Login, IsRefusedWhenTheAccountChangesDuringTheCheck) {
   };
   begin("bob", kClient);
   begin("eve", kOtherClient);
-  bench.parts->store.removeUser("bob");
-  manager::User eve = *bench.parts->store.findUser("eve");
-  eve.secret = "another";
-  bench.parts->store.putUser(eve);
-  bench.parts->ledger.commit();
+  bench.onStorage([&] {
+    bench.parts->store.removeUser("bob");
+    manager::User eve = *bench.parts->store.findUser("eve");
+    eve.secret = "another";
+    bench.parts->store.putUser(eve);
+  });
   bench.runUntil([&] { return codes.size() == 2; });
   EXPECT_EQ(codes["bob"], portal::kErrInvalidUser) << "gone";
   EXPECT_EQ(codes["eve"], portal::kErrInvalidUser) << "has another password now";

@@ -1,6 +1,6 @@
-// Loaded before the C library of a program under test: makes its disk slow, or broken. The directory
-// named by SYNC_GATE_DIR says what a sync does: while it holds a file "hold", the sync waits (and
-// makes a file "held", so that the test knows); while it holds a file "fail", it fails.
+// Loaded before the C library of a program under test: makes its disk slow, or broken. The
+// directory named by SYNC_GATE_DIR says what a sync does: while it holds a file "hold", the sync
+// waits (and makes a file "held", so that the test knows); while it holds a file "fail", it fails.
 
 #include <dlfcn.h>
 #include <fcntl.h>
