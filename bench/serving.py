@@ -69,7 +69,7 @@ class Program:
         try:
             self.process.wait(2)
         except subprocess.TimeoutExpired:
-            # Told once more: requests that wait for a manager are not waited for.
+            # Requests that wait for a manager would hold up the end for as long.
             for pid in reversed(self.pids()):
                 os.kill(pid, signal.SIGKILL)
             self.process.wait()
