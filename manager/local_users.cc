@@ -84,21 +84,21 @@ void LocalUsers::checkHash(const Credentials& credentials, const std::optional<U
   const bool isHashed = user && user->hashed;
   // Over HTTP the page's script answers the challenge where it can, which no hash can check.
   const bool isChap = !credentials.overHttps && !credentials.challenges.empty();
-  boost::asio::post(
-      workers_, [this, user, isHashed, isChap, done, password = credentials.password]() mutable {
-        const bool matches = hashMatches(password, isHashed ? user->secret : kNobodysHash);
-        Verdict verdict;
-        if (isHashed && matches) {
-          verdict.account = *user;
-        } else {
-          verdict = refusedGuess(isHashed && isChap ? kFailHashedChap : kFailInvalidUser);
-        }
-        // The last reference to what `done` holds must go on the loop thread.
-        boost::asio::post(loop_, [this, verdict, done = std::move(done)] {
-          --waiting_;
-          done(verdict);
-        });
-      });
+  boost::asio::post(workers_, [this, user, isHashed, isChap, done = Done(done),
+                               password = credentials.password]() mutable {
+    const bool matches = hashMatches(password, isHashed ? user->secret : kNobodysHash);
+    Verdict verdict;
+    if (isHashed && matches) {
+      verdict.account = *user;
+    } else {
+      verdict = refusedGuess(isHashed && isChap ? kFailHashedChap : kFailInvalidUser);
+    }
+    // The last reference to what `done` holds must go on the loop thread.
+    boost::asio::post(loop_, [this, verdict, done = std::move(done)] {
+      --waiting_;
+      done(verdict);
+    });
+  });
 }
 
 }  // namespace manager

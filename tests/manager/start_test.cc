@@ -9,12 +9,9 @@
 #include <filesystem>
 
 #include "manager/database.h"
-#include "manager/portal_protocol.h"
 #include "tests/manager/process.h"
 
 namespace {
-
-namespace portal = manager::portal;
 
 class ManagerStart : public testing::Test {
  protected:
