@@ -90,7 +90,7 @@ void countBytes(benchmark::State& state, std::size_t bytesEach) {
 void variables(benchmark::State& state) {
   Visit visit;
   const nv::message reply = loginReply();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     HsConn conn{visit.context, visit.request, visit.response};
     benchmark::DoNotOptimize(conn.initCfg("login", reply));
   }
@@ -101,7 +101,7 @@ void loginPageRendered(benchmark::State& state) {
   Visit visit;
   HsConn conn{visit.context, visit.request, visit.response};
   conn.initCfg("login", loginReply());
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     visit.response.body.reset();
     conn.useEnv(page.data(), static_cast<unsigned>(page.size()), visit.response.body, true);
   }
@@ -113,7 +113,7 @@ BENCHMARK(loginPageRendered);
 void loginPageServed(benchmark::State& state) {
   Visit visit;
   HSrv servlet;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     visit.response.body.reset();
     visit.response.headers = Headers();
     servlet.doMethod(visit.context, visit.request, visit.response);
@@ -124,7 +124,7 @@ BENCHMARK(loginPageServed);
 
 void plainTextSkipped(benchmark::State& state) {
   const std::string text(kPlainBytes, 'x');
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(findSpecial(text.data(), text.data() + text.size()));
   }
   countBytes(state, text.size());
@@ -135,7 +135,7 @@ void plainTextRendered(benchmark::State& state) {
   Visit visit;
   HsConn conn{visit.context, visit.request, visit.response};
   const std::string text(kPlainBytes, 'x');
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     visit.response.body.reset();
     conn.useEnv(text.data(), static_cast<unsigned>(text.size()), visit.response.body, true);
   }
@@ -146,7 +146,7 @@ BENCHMARK(plainTextRendered);
 void plainTextCopied(benchmark::State& state) {
   const std::string text(kPlainBytes, 'x');
   std::string copy(kPlainBytes, ' ');
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     std::memcpy(copy.data(), text.data(), text.size());
     benchmark::ClobberMemory();
   }
