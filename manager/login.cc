@@ -27,7 +27,8 @@ void Portal::login(const Login& login, const Responder& respond) {
 }
 
 void Portal::checkPassword(const Login& login, const Responder& respond) {
-  if (!guesses_.allows(login.client.key(), view_.now())) return refuse(login, kFailTooManyGuesses, respond);
+  if (!guesses_.allows(login.client.key(), view_.now()))
+    return refuse(login, kFailTooManyGuesses, respond);
   if (!beingChecked_.insert(login.client.address).second) {
     return refuse(login, kFailAuthInProgress, respond);
   }

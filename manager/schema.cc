@@ -96,7 +96,8 @@ void prepareSchema(Database& db) {
     if (query.next()) version = query.integer(0);
   }
   if (version > kSchemaVersion) {
-    throw StoreError("database " + db.path() + ": a newer version of this program wrote it (format " +
+    throw StoreError("database " + db.path() +
+                     ": a newer version of this program wrote it (format " +
                      std::to_string(version) + ", this one knows " +
                      std::to_string(kSchemaVersion) + "); install that version again");
   }
