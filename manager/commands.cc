@@ -29,6 +29,14 @@ std::string refusal(const nv::message& request) {
   return {};
 }
 
+// A login that presents something binds its session to the device, so it must not go by what was
+// true a second ago; a look at the login page may.
+bool mayBind(const nv::message& request) {
+  return request.get_u32(portal::kCommand, 0) == portal::kLogin &&
+         (!request.get_string(portal::kUserName, "").empty() ||
+          request.get_u32(portal::kCookieId, 0) != 0);
+}
+
 }  // namespace
 
 Portal::Portal(View& view, CommitQueue& queue, Clerk& clerk, Authenticator& authenticator,
@@ -46,8 +54,7 @@ void Portal::receive(const nv::message& request, const Responder& respond) {
   const std::uint32_t command = request.get_u32(portal::kCommand, 0);
   Client client;
   client.address = request.get_u32(portal::kClientAddress, 0);
-  // A login binds its session to the device, so it must not go by what was true a second ago.
-  client.mac = neighbours_.find(client.address, command == portal::kLogin);
+  client.mac = neighbours_.find(client.address, mayBind(request));
   spdlog::debug("command {} of {} target=\"{}\"", command, addressText(client.address),
                 logText(request.get_string(portal::kTargetDir, "")));
   const std::uint32_t scope = request.get_u32(portal::kScope, 0);

@@ -92,6 +92,19 @@ TEST_F(Commands, DescribeTheHotspotInEveryReply) {
   }
 }
 
+TEST_F(Commands, LoginThatPresentsSomethingGoesByTheNeighbourTableOfThisMoment) {
+  const std::vector<unsigned char> before{2, 0, 0, 0, 0, 1};
+  const std::vector<unsigned char> now{2, 0, 0, 0, 0, 2};
+  bench.setMac("127.0.0.2", "02:00:00:00:00:01");
+  bench.clock.pass(1);
+  EXPECT_EQ(bench.login({}).get_raw(portal::kMac, {}), before);
+  bench.setMac("127.0.0.2", "02:00:00:00:00:02");
+  EXPECT_EQ(bench.login({}).get_raw(portal::kMac, {}), before) << "a look at the page";
+  EXPECT_EQ(bench.login({.cookieId = 7}).get_raw(portal::kMac, {}), now);
+  bench.setMac("127.0.0.2", "02:00:00:00:00:01");
+  EXPECT_EQ(bench.login({.user = "nobody"}).get_raw(portal::kMac, {}), before);
+}
+
 TEST_F(Commands, LeaveOutWhatIsNotKnown) {
   const nv::message reply = bench.command(portal::kGet);
   for (const std::uint32_t id : {portal::kMac, portal::kServerAddress, portal::kDnsName,
