@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -37,6 +38,7 @@ int waitFor(pid_t pid) {
 // Files as standard streams: nothing can block on them.
 [[noreturn]] void become(const std::vector<std::string>& words, const std::string& in,
                          const std::string& out, const std::string& err) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that dies takes its programs along
   dup2(open(in.c_str(), O_RDONLY), STDIN_FILENO);
   dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
   dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
