@@ -6,10 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <list>
 #include <string>
-#include <unordered_map>
 #include <vector>
+
+#include "manager/recent.h"
 
 namespace manager {
 
@@ -42,15 +42,9 @@ class Challenges {
     Challenge challenge;
     std::int64_t atSecs;
   };
-  struct Client {
-    std::deque<Issued> issued;  // oldest first
-    std::list<std::uint32_t>::iterator order;
-  };
 
-  const std::size_t maxClients_;
   std::uint8_t nextId_ = 0;
-  std::unordered_map<std::uint32_t, Client> clients_;
-  std::list<std::uint32_t> order_;  // the client that asked longest ago first
+  Recent<std::uint32_t, std::deque<Issued>> clients_;  // of each what was issued, oldest first
 };
 
 }  // namespace manager

@@ -18,24 +18,13 @@ std::uint64_t GuessLimit::spent(const Client& client, std::int64_t nowSecs) cons
 }
 
 bool GuessLimit::allows(const std::string& client, std::int64_t nowSecs) const {
-  const auto found = clients_.find(client);
-  if (perMinute_ == 0 || found == clients_.end()) return true;
-  return spent(found->second, nowSecs) + kGuess <= kGuess * perMinute_;
+  const Client* known = clients_.find(client);
+  return perMinute_ == 0 || !known || spent(*known, nowSecs) + kGuess <= kGuess * perMinute_;
 }
 
 void GuessLimit::count(const std::string& client, std::int64_t nowSecs) {
   if (perMinute_ == 0) return;
-  const auto found = clients_.find(client);
-  if (found != clients_.end()) {
-    order_.splice(order_.end(), order_, found->second.order);
-  } else {
-    if (clients_.size() >= maxClients_) {
-      clients_.erase(order_.front());
-      order_.pop_front();
-    }
-    clients_[client].order = order_.insert(order_.end(), client);
-  }
-  Client& entry = clients_[client];
+  Client& entry = clients_.note(client);
   entry.spent = spent(entry, nowSecs) + kGuess;
   entry.atSecs = nowSecs;
 }

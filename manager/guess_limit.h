@@ -5,9 +5,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <list>
 #include <string>
-#include <unordered_map>
+
+#include "manager/recent.h"
 
 namespace manager {
 
@@ -18,7 +18,7 @@ class GuessLimit {
   // 0 guesses a minute stand for no limit. At most `maxClients` are remembered; the one whose last
   // guess is oldest is forgotten first.
   GuessLimit(std::uint32_t perMinute, std::size_t maxClients)
-      : perMinute_(perMinute), maxClients_(maxClients) {}
+      : perMinute_(perMinute), clients_(maxClients) {}
 
   // May the client try another password?
   bool allows(const std::string& client, std::int64_t nowSecs) const;
@@ -32,15 +32,12 @@ class GuessLimit {
   struct Client {
     std::uint64_t spent = 0;  // in sixtieths of a guess, as of atSecs
     std::int64_t atSecs = 0;
-    std::list<std::string>::iterator order;
   };
 
   std::uint64_t spent(const Client& client, std::int64_t nowSecs) const;
 
   const std::uint32_t perMinute_;
-  const std::size_t maxClients_;
-  std::unordered_map<std::string, Client> clients_;
-  std::list<std::string> order_;  // the client whose last guess is oldest first
+  Recent<std::string, Client> clients_;
 };
 
 }  // namespace manager
