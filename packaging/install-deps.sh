@@ -22,6 +22,7 @@ build=(
 test=(
   libgtest-dev googletest chromium fonts-dejavu-core python3 binutils procps
   iproute2 nftables clang-format clang-tidy)
+router=(g++-mips-linux-gnu qemu-user)
 bench=(libbenchmark-dev nginx-light wrk python3)
 
 fail() {
