@@ -11,6 +11,7 @@ Groups:
   build   what the programs, the pages and ./run need
   test    what the tests need beyond that
   router  what the tests on the emulated router need beyond test
+  fuzz    what fuzzing needs beyond test
   bench   what the measurements need beyond build
 TEXT
 }
@@ -23,6 +24,7 @@ test=(
   libgtest-dev googletest chromium fonts-dejavu-core python3 binutils procps
   iproute2 nftables clang-format clang-tidy)
 router=(g++-mips-linux-gnu qemu-user)
+fuzz=(clang-22 libclang-rt-22-dev)
 bench=(libbenchmark-dev nginx-light wrk python3)
 
 fail() {
@@ -37,6 +39,7 @@ for group in "$@"; do
     build) wanted+=("${build[@]}") ;;
     test) wanted+=("${test[@]}") ;;
     router) wanted+=("${router[@]}") ;;
+    fuzz) wanted+=("${fuzz[@]}") ;;
     bench) wanted+=("${bench[@]}") ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install-deps.sh: no group \"$group\"" >&2; usage >&2; exit 2 ;;
