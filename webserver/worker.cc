@@ -1,5 +1,6 @@
 #include "webserver/worker.h"
 
+#include <fcntl.h>
 #include <linux/netfilter_ipv4.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -61,9 +62,11 @@ WorkerState::~WorkerState() = default;
 // A listening socket as this worker sees it.
 struct Worker::Door {
   Door(boost::asio::io_context& context, const Listener& opened)
-      : listener(opened), readiness(context, ::dup(opened.socket)), pause(context) {}
+      : config(opened.config),
+        readiness(context, fcntl(opened.socket, F_DUPFD_CLOEXEC, 0)),
+        pause(context) {}
 
-  const Listener& listener;
+  const ListenConfig config;
   boost::asio::posix::stream_descriptor readiness;
   boost::asio::steady_timer pause;
 };
@@ -76,6 +79,8 @@ Worker::Worker(const WorkerSetup& setup, AccessLog& log)
   for (const Listener& each : setup.listeners.all()) {
     doors_.push_back(std::make_unique<Door>(state_.loop.context(), each));
   }
+  // With the last door closed the system refuses whoever comes, instead of letting him wait.
+  setup.listeners = Listeners();
 }
 
 Worker::~Worker() = default;
@@ -116,8 +121,8 @@ bool Worker::hasMoreThanOthers() const {
 void Worker::acceptOne(Door& door) {
   sockaddr_in client{};
   socklen_t length = sizeof client;
-  const int socket = accept4(door.listener.socket, reinterpret_cast<sockaddr*>(&client), &length,
-                             SOCK_NONBLOCK | SOCK_CLOEXEC);
+  const int socket = accept4(door.readiness.native_handle(), reinterpret_cast<sockaddr*>(&client),
+                             &length, SOCK_NONBLOCK | SOCK_CLOEXEC);
   if (socket < 0 && (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)) {
     logWarning(std::string("cannot accept a connection: ") + std::strerror(errno));
     return acceptLater(door, kAcceptPause);
@@ -138,8 +143,8 @@ void Worker::adopt(Door& door, int socket, std::uint32_t clientAddr) {
   std::shared_ptr<Connection> connection;
   try {
     std::unique_ptr<Transport> transport =
-        door.listener.config.tls ? setup_.tls->makeTransport(socket) : makePlainTransport(socket);
-    const ConnectionFacts facts = factsOf(socket, door.listener.config, clientAddr);
+        door.config.tls ? setup_.tls->makeTransport(socket) : makePlainTransport(socket);
+    const ConnectionFacts facts = factsOf(socket, door.config, clientAddr);
     state_.connections.emplace_front();
     connection = std::make_shared<Connection>(state_, socket, std::move(transport), facts);
   } catch (const std::exception& error) {

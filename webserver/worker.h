@@ -21,8 +21,8 @@ namespace web {
 // What a worker gets from its supervisor; all of it outlives the worker.
 struct WorkerSetup {
   const Config& config;
-  const Listeners& listeners;
-  const Tls* tls;  // null when no listener has TLS
+  Listeners& listeners;  // the process's own copy, which the worker empties
+  const Tls* tls;        // null when no listener has TLS
   SharedCounters& counters;
   unsigned part;     // of the counters
   pid_t supervisor;  // whose end is the worker's too

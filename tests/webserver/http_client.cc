@@ -78,6 +78,14 @@ HttpAnswer HttpClient::answer(bool head) {
   return answer;
 }
 
+bool HttpClient::skip(std::size_t bytes) {
+  while (input_.size() < bytes) {
+    if (!more()) return false;
+  }
+  input_.erase(0, bytes);
+  return true;
+}
+
 bool HttpClient::ended() {
   if (!input_.empty()) return false;
   pollfd poll{socket_, POLLIN, 0};

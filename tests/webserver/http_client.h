@@ -3,6 +3,7 @@
 #ifndef TESTS_WEBSERVER_HTTP_CLIENT_H_
 #define TESTS_WEBSERVER_HTTP_CLIENT_H_
 
+#include <cstddef>
 #include <string>
 
 struct HttpAnswer {
@@ -20,10 +21,14 @@ class HttpClient {
   HttpClient(const HttpClient&) = delete;
   HttpClient& operator=(const HttpClient&) = delete;
 
+  // False when nobody let it in.
+  bool connected() const { return socket_ >= 0; }
   // False when the connection is broken.
   bool send(const std::string& bytes) const;
   // The next answer; `head`: it has no body whatever it says.
   HttpAnswer answer(bool head = false);
+  // Takes so many bytes of what comes, whatever they are. False when there are not as many.
+  bool skip(std::size_t bytes);
   // The server has closed the connection (waits up to 20 s), and sent nothing more.
   bool ended();
   // Nothing has come, nor has the connection ended, within so many milliseconds.

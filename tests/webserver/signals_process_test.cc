@@ -2,6 +2,7 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -32,6 +33,10 @@ TEST(Signals, TerminationFinishesWhatIsInFlight) {
     HttpClient waiting(server.port());
     ASSERT_TRUE(waiting.send(getText("/ask?18000")));
     ASSERT_TRUE(eventually([&] { return manager.requests() == 1; }));
+    HttpClient reading(server.port());
+    constexpr std::size_t kLarge = 30000000;  // more than the system holds for a connection
+    ASSERT_TRUE(reading.send(getText("/big?" + std::to_string(kLarge))));
+    ASSERT_TRUE(reading.skip(1));
     HttpClient halfway(server.port());
     ASSERT_TRUE(halfway.send("GET /big?3 HTTP/1.1\r\n"));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -40,12 +45,34 @@ TEST(Signals, TerminationFinishesWhatIsInFlight) {
     EXPECT_TRUE(fresh.ended());
     ASSERT_TRUE(halfway.send("Host: 127.0.0.1\r\n\r\n"));
     EXPECT_EQ(halfway.answer().body, "bbb");
+    EXPECT_TRUE(reading.skip(kLarge)) << "an answer that was begun is finished";
     const HttpAnswer answer = waiting.answer();
     EXPECT_EQ(answer.body, "reply slow");
     EXPECT_TRUE(answer.has("Connection: close"));
     EXPECT_EQ(HttpClient(server.port()).get("/").status, 0) << "nobody new is let in";
     EXPECT_EQ(server.wait(), 0);
   }
+}
+
+TEST(Signals, TerminationLetsNobodyInWhileOthersAreFinished) {
+  std::atomic<bool> released{false};
+  ScriptedManager manager;
+  manager.start([&](int connection, const nv::message& request) {
+    EXPECT_TRUE(eventually([&] { return released.load(); }));
+    ScriptedManager::send(connection, ScriptedManager::replyTo(request, "last"));
+  });
+  ServerProcess server;
+  server.settings("workers = 2\nstop-timeout = 600\nmanager-socket = \"" + manager.path() + "\"\n");
+  server.start();
+  HttpClient waiting(server.port());
+  ASSERT_TRUE(waiting.send(getText("/ask?18000")));
+  ASSERT_TRUE(eventually([&] { return manager.requests() == 1; }));
+  server.signal(SIGTERM);
+  EXPECT_TRUE(eventually([&] { return !HttpClient(server.port()).connected(); }));
+  EXPECT_TRUE(waiting.silentFor(0));
+  released = true;
+  EXPECT_EQ(waiting.answer().body, "reply last");
+  EXPECT_EQ(server.wait(), 0);
 }
 
 TEST(Signals, TerminationWaitsNoLongerThanItMay) {
@@ -153,6 +180,12 @@ TEST(Signals, HangUpWithAMistakeChangesNothing) {
   ASSERT_TRUE(
       eventually([&] { return server.log().find("error: not reloaded: ") != std::string::npos; }));
   EXPECT_NE(server.log().find("web.toml:3: not valid TOML"), std::string::npos) << server.log();
+  server.settings("max-connections = 4097\n" + listen);
+  server.signal(SIGHUP);
+  EXPECT_TRUE(eventually([&] {
+    return server.log().find("web.toml:3: max-connections: more than 4096 needs a restart") !=
+           std::string::npos;
+  })) << server.log();
   EXPECT_EQ(server.workers(), before);
   EXPECT_EQ(fetch(server.port(), "/big?1").status, 200);
 }
