@@ -51,7 +51,8 @@ bool Connection::parseBody() {
 
 bool Connection::fetchBody(Clock::time_point until) {
   RequestParser& parser = *job_->parser;
-  bool continued = !parser.expectsContinue() || !unused().empty();
+  // Of an older protocol's request the expectation is not one (RFC 9110 section 10.1.1).
+  bool continued = !parser.expectsContinue() || !parser.http11() || !unused().empty();
   while (!parser.is_done()) {
     char buffer[kReadBytes];
     const Io io = transport_->read(buffer);

@@ -27,8 +27,9 @@ class RequestParser : public boost::beast::http::basic_parser<true> {
   const std::string& method() const { return method_; }
   const std::string& target() const { return target_; }
   bool http11() const { return version_ >= 11; }
-  // "Transfer-Encoding" was there and does not end with "chunked": where the body ends is unknown.
-  bool bodyUnframed() const { return transferEncoding_ && !chunked_; }
+  // "Transfer-Encoding" was there and does not end with "chunked", or the protocol has no such
+  // field: where the body ends is unknown (RFC 9112 section 6.1).
+  bool bodyUnframed() const { return transferEncoding_ && !(chunked_ && http11()); }
   bool expectsContinue() const { return expectsContinue_; }
   unsigned hostFields() const { return hostFields_; }
 

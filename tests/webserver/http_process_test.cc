@@ -106,6 +106,7 @@ TEST_F(Http, MalformedRequestsAreRefused) {
         "GET / HTTP/1.1\r\nHost: a\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\n",
         "POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n",
         "POST / HTTP/1.1\r\nHost: a\r\nTransfer-Encoding: gzip\r\n\r\n",
+        "POST / HTTP/1.0\r\nHost: a\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
         "GET / HTTP/1.1\nHost: a\n\n"}) {
     HttpClient client(server_.port());
     ASSERT_TRUE(client.send(text));
@@ -184,10 +185,13 @@ TEST(HttpListeners, EachGivesItsFlagsToItsConnections) {
   server.settings(
       "workers = 1\nserver-names = [\"hotspot.example\"]\n"
       "[[listen]]\naddress = \"127.0.0.1\"\nport = 0\n"
-      "[[listen]]\naddress = \"127.0.0.1\"\nport = 0\nflags = 0x82000000\n");
+      "[[listen]]\naddress = \"127.0.0.1\"\nport = 0\nflags = 0x82000000\n"
+      "[[listen]]\naddress = \"127.0.0.1\"\nport = 0\nflags = 0xffffffff\n");
   server.start();
   EXPECT_NE(fetch(server.port(0), "/").body.find("flags=00000000\n"), std::string::npos);
   EXPECT_NE(fetch(server.port(1), "/").body.find("flags=82000000\n"), std::string::npos);
+  EXPECT_NE(fetch(server.port(2), "/").body.find("flags=f7ffffff\n"), std::string::npos)
+      << "no setting makes a connection a redirected one";
   HttpClient client(server.port(0));
   ASSERT_TRUE(client.send("GET / HTTP/1.1\r\nHost: Hotspot.Example:8080\r\n\r\n"));
   EXPECT_NE(client.answer().body.find("foreign=0\nhost=1 Hotspot.Example:8080\n"),
@@ -202,8 +206,13 @@ TEST(HttpLog, HasALineForEachRequestWithoutItsQuery) {
   client.get("/big?7");
   client.send("rubbish\r\n\r\n");
   client.answer();
+  HttpClient dropped(server.port());
+  dropped.send(getText("/close"));
+  EXPECT_TRUE(dropped.ended());
   ASSERT_TRUE(eventually([&] {
-    return server.output().find("127.0.0.1 http \"GET /big HTTP/1.1\" 200 7 ") !=
+    return server.output().find("127.0.0.1 http \"GET /close HTTP/1.1\" - 0 ") !=
+               std::string::npos &&
+           server.output().find("127.0.0.1 http \"GET /big HTTP/1.1\" 200 7 ") !=
                std::string::npos &&
            server.output().find("127.0.0.1 http \"-\" 400 ") != std::string::npos;
   })) << server.output();
