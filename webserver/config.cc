@@ -1,6 +1,7 @@
 #include "webserver/config.h"
 
 #include <arpa/inet.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -140,6 +141,16 @@ void finishConfig(Config& config) {
   }
   if (config.mount.empty() || config.mount.front() != '/') {
     throw ConfigError(config.where("mount") + ": has to begin with \"/\"");
+  }
+  const std::size_t longest = sizeof sockaddr_un{}.sun_path - 1;
+  if (config.managerSocket.empty() || config.managerSocket.front() != '/' ||
+      config.managerSocket.size() > longest) {
+    throw ConfigError(config.where("manager-socket") + ": has to be an absolute path of at most " +
+                      std::to_string(longest) + " bytes");
+  }
+  // The workers serve it wherever the program was started.
+  if (!config.htmlDir.empty() && config.htmlDir.front() != '/') {
+    throw ConfigError(config.where("html-dir") + ": has to be an absolute path");
   }
   if (!config.htmlDir.empty() && config.htmlDir.back() != '/') config.htmlDir += '/';
   while (config.mount.size() > 1 && config.mount.back() == '/') config.mount.pop_back();

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 namespace web {
 namespace {
@@ -29,6 +31,27 @@ class ConfigFile : public ::testing::Test {
   std::string directory_, file_;
   Config config_;
 };
+
+// As the manual has them.
+TEST_F(ConfigFile, DefaultsAreTheLimitsOfTheManual) {
+  ASSERT_TRUE(read("").run);
+  EXPECT_EQ(config_.maxConnections, 4096u);
+  EXPECT_EQ(config_.maxConnectionsPerClient, 512u);
+  EXPECT_EQ(config_.maxWaiting, 512u);
+  EXPECT_EQ(config_.headerTimeoutSecs, 10u);
+  EXPECT_EQ(config_.bodyTimeoutSecs, 10u);
+  EXPECT_EQ(config_.idleTimeoutSecs, 15u);
+  EXPECT_EQ(config_.writeTimeoutSecs, 20u);
+  EXPECT_EQ(config_.stopTimeoutSecs, 20u);
+  EXPECT_EQ(config_.workers, std::clamp(std::thread::hardware_concurrency(), 1u, 32u));
+  EXPECT_EQ(config_.mount, "/");
+  EXPECT_EQ(config_.accessLog, "-");
+  EXPECT_FALSE(config_.debug);
+  ASSERT_EQ(config_.listen.size(), 1u);
+  EXPECT_EQ(config_.listen[0].address, "127.0.0.1");
+  EXPECT_EQ(config_.listen[0].port, 8080u);
+  EXPECT_FALSE(config_.listen[0].tls);
+}
 
 TEST_F(ConfigFile, ListenBlocksCarryTheirFlags) {
   const settings::Result result = read(
@@ -69,6 +92,10 @@ TEST_F(ConfigFile, MistakesAreOneLineWithTheirPlace) {
        "[[listen]]: tls needs a certificate and its key: set key"},
       {"[[listen]]\naddress = \"127.0.0.1\"\n", "[[listen]]: port is missing"},
       {"mount = \"portal\"\n", "web.toml:1: mount: has to begin with \"/\""},
+      {"manager-socket = \"m.sock\"\n",
+       "web.toml:1: manager-socket: has to be an absolute path of at most 107 bytes"},
+      {"manager-socket = \"\"\n", "web.toml:1: manager-socket: has to be an absolute path"},
+      {"html-dir = \"pages/\"\n", "web.toml:1: html-dir: has to be an absolute path"},
       {"\nworkers = 33\n", "web.toml:2: workers: Value 33 not in range"},
       {"log-level = \"loud\"\n", "web.toml:1: log-level: "},
       {"idle-timeout = 0\n", "web.toml:1: idle-timeout: "},
@@ -88,6 +115,14 @@ TEST_F(ConfigFile, MistakesAreOneLineWithTheirPlace) {
         << each.text << "gives: " << result.text;
     EXPECT_EQ(result.text.find('\n'), std::string::npos);
   }
+}
+
+// A longer path is no address: the manager could never be reached.
+TEST_F(ConfigFile, ManagersSocketHasThePathOfASocket) {
+  const std::string path(107, '/');
+  ASSERT_TRUE(read("manager-socket = \"" + path + "\"\n").run);
+  EXPECT_EQ(config_.managerSocket, path);
+  EXPECT_FALSE(read("manager-socket = \"" + path + "x\"\n").run);
 }
 
 TEST_F(ConfigFile, MountLosesItsClosingSlash) {

@@ -133,5 +133,14 @@ std::vector<pid_t> ServerProcess::workers() const {
   return all;
 }
 
+void ServerProcess::pause(pid_t worker) {
+  kill(worker, SIGSTOP);
+  ASSERT_TRUE(eventually([&] {
+    return readFile("/proc/" + std::to_string(worker) + "/stat").find(") T ") != std::string::npos;
+  }));
+}
+
+void ServerProcess::resume(pid_t worker) { kill(worker, SIGCONT); }
+
 std::string ServerProcess::log() const { return readFile(file("err")); }
 std::string ServerProcess::output() const { return readFile(file("out")); }

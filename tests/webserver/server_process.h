@@ -35,6 +35,9 @@ class ServerProcess {
   unsigned port(std::size_t index = 0) const { return ports_.at(index); }
   // Process ids of the workers as they are now.
   std::vector<pid_t> workers() const;
+  // Keeps a worker from running, until resume(). Connections wait for another one, or for it.
+  static void pause(pid_t worker);
+  static void resume(pid_t worker);
 
   std::string file(const std::string& name) const { return directory_ + "/" + name; }
   // Standard error so far, and standard output.
