@@ -177,6 +177,13 @@ TEST_F(RequestText, InterceptedRequestIsServedWhateverTheMountPoint) {
   EXPECT_EQ(request_.relPath, "any/thing");
 }
 
+// Also where no listener names it: a redirect rule chooses among the machine's addresses.
+TEST_F(RequestText, AddressWhereTheConnectionArrivedIsTheServersOwn) {
+  facts_.localAddr = inet_addr("10.5.50.77");
+  ASSERT_TRUE(get("/", "10.5.50.77:8080"));
+  EXPECT_FALSE(request_.foreignDst);
+}
+
 TEST_F(RequestText, ListenerOnAllAddressesOwnsTheMachines) {
   config_.listen.front().address = "0.0.0.0";
   ASSERT_TRUE(get("/", "127.0.0.1"));

@@ -1,6 +1,7 @@
 #include "webserver/loop.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <boost/asio/post.hpp>
@@ -75,6 +76,29 @@ TEST(Loop, ManyMayBlockAtOnceAndOneAtATimeLeads) {
   });
   loop.run();
   EXPECT_EQ(finished, kBlocked);
+}
+
+std::size_t ownStackBytes() {
+  pthread_attr_t attributes;
+  void* lowest = nullptr;
+  std::size_t bytes = 0;
+  EXPECT_EQ(pthread_getattr_np(pthread_self(), &attributes), 0);
+  EXPECT_EQ(pthread_attr_getstack(&attributes, &lowest, &bytes), 0);
+  pthread_attr_destroy(&attributes);
+  return bytes;
+}
+
+// Hundreds of them may wait at once.
+TEST(Loop, SparesHaveSmallStacks) {
+  Loop loop;
+  std::promise<std::size_t> measured;
+  boost::asio::post(loop.context(), [&] {
+    ASSERT_TRUE(loop.stepAside());
+    EXPECT_EQ(measured.get_future().get(), kSpareStackBytes);
+    loop.stop();
+  });
+  boost::asio::post(loop.context(), [&] { measured.set_value(ownStackBytes()); });
+  loop.run();
 }
 
 TEST(Loop, SparesAreUsedAgain) {

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <filesystem>
+#include <iterator>
 #include <list>
 #include <mutex>
 #include <thread>
@@ -11,6 +13,8 @@
 #include "tests/webserver/server_process.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 class Manager : public ::testing::Test {
  protected:
@@ -91,6 +95,31 @@ TEST_F(Manager, MayKeepManyWaitingWhileOthersAreServed) {
   for (HttpClient& each : waiting) EXPECT_EQ(each.answer().body, "reply late");
   // Their connections go on.
   for (HttpClient& each : waiting) EXPECT_EQ(each.get("/big?3").body, "bbb");
+}
+
+TEST_F(Manager, OnlyRequestsThatWaitTakeThreadsOfTheirOwn) {
+  manager_.start(holding());
+  start("workers = 1\n");
+  const auto threads = [this] {
+    const fs::path tasks = "/proc/" + std::to_string(server_.workers().at(0)) + "/task";
+    return std::distance(fs::directory_iterator(tasks), fs::directory_iterator());
+  };
+  ASSERT_EQ(fetch(server_.port(), "/big?1").status, 200);
+  const auto before = threads();
+  std::list<HttpClient> busy;
+  for (int i = 0; i < 20; ++i) {
+    ASSERT_TRUE(busy.emplace_back(server_.port()).send(getText("/big?100000")));
+  }
+  for (HttpClient& each : busy) ASSERT_EQ(each.answer().status, 200);
+  EXPECT_EQ(threads(), before) << "one thread serves whatever needs no manager";
+  std::list<HttpClient> waiting;
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(waiting.emplace_back(server_.port()).send(getText("/ask?18000")));
+  }
+  ASSERT_TRUE(eventually([&] { return held() == 3; }));
+  EXPECT_TRUE(eventually([&] { return threads() == before + 3; })) << threads();
+  release();
+  for (HttpClient& each : waiting) EXPECT_EQ(each.answer().body, "reply late");
 }
 
 TEST_F(Manager, RequestBeyondThoseThatMayWaitIsTurnedAwayAtOnce) {

@@ -77,17 +77,18 @@ TEST_F(Module, CrashCostsItsWorkersConnectionsOnly) {
   })) << server_.log();
 }
 
-TEST(ModuleEnd, ServletIsDeletedThroughItsDestructor) {
+TEST(ModuleLife, EachWorkerMakesOneServletAndDeletesItThroughItsDestructor) {
   ServerProcess server;
-  const std::string mark = server.file("gone");
-  setenv("TEST_SERVLET_GONE", mark.c_str(), 1);
+  const std::string marks = server.file("marks");
+  setenv("TEST_SERVLET_MARKS", marks.c_str(), 1);
   server.settings("workers = 2\n");
   server.start();
-  unsetenv("TEST_SERVLET_GONE");
-  fetch(server.port(), "/big?1");
+  unsetenv("TEST_SERVLET_MARKS");
+  ASSERT_TRUE(eventually([&] { return readFile(marks) == "made\nmade\n"; })) << readFile(marks);
+  for (int i = 0; i < 20; ++i) ASSERT_EQ(fetch(server.port(), "/big?1").status, 200);
   server.signal(SIGTERM);
   EXPECT_EQ(server.wait(), 0);
-  EXPECT_EQ(readFile(mark), "gone\ngone\n");
+  EXPECT_EQ(readFile(marks), "made\nmade\ngone\ngone\n");
 }
 
 }  // namespace

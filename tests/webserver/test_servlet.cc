@@ -27,13 +27,16 @@ namespace {
 
 constexpr std::uint32_t kText = 0x20000001;
 
+// Adds a line to the file that the environment names, if it does.
+void leaveMark(const char* line) {
+  const char* path = std::getenv("TEST_SERVLET_MARKS");
+  if (path != nullptr) std::ofstream(path, std::ios::app) << line << std::flush;
+}
+
 class TestServlet : public Servlet {
  public:
-  // Tells, in the file that the environment names, that it ran.
-  ~TestServlet() override {
-    const char* path = std::getenv("TEST_SERVLET_GONE");
-    if (path != nullptr) std::ofstream(path, std::ios::app) << "gone\n";
-  }
+  TestServlet() { leaveMark("made\n"); }
+  ~TestServlet() override { leaveMark("gone\n"); }
 
   bool isDirectory() override { return true; }
   void doMethod(Context& context, const Request& request, Response& response) override;
