@@ -31,6 +31,7 @@ test("advertisement: the cycle of due, held back, shown and due again", async ()
   assert.match(held.body, /<h1>Please look at this first<\/h1>/);
   const leads = `${portal.url}advert?dst=${urlEscape("http://www.example.com/news")}`;
   assert.ok(held.body.includes(`("${urlEscape(leads)}")`), held.body);
+  assert.ok(held.body.includes(`<noscript><p><a href="${leads}">`), held.body);
 
   const shown = await get(`/advert?dst=${urlEscape("http://www.example.com/news")}`);
   assert.equal(shown.status, 200);

@@ -134,6 +134,8 @@ for (const [width, colorScheme] of [[320, "light"], [1280, "dark"]]) {
       await page.getByRole("button", { name: "Log out" }).click();
       await heading(page, "You are logged out");
       await shoot(page, `logged-out-${width}`);
+      await page.getByRole("link", { name: "Log in again" }).click();
+      await heading(page, "Log in");
     }));
 }
 
@@ -160,11 +162,13 @@ test("browser: without an address it goes on to the session", () =>
     assert.equal(page.url(), `${portal.url}status`);
   }));
 
+const notOfTheWeb = ["javascript:document.title='run'", " javascript:document.title='run'",
+  "data:text/html,<script>document.title='run'</script>", "file:///etc/passwd", "//www.example.com/",
+  "http:javascript", "https:///x", "http://\\www.example.com"];
+
 test("browser: an address that is not one of the web is shown but never a link", () =>
   visit({}, async (page) => {
-    for (const address of ["javascript:document.title='run'", " javascript:document.title='run'",
-      "data:text/html,<script>document.title='run'</script>", "file:///etc/passwd", "//www.example.com/",
-      "http:javascript", "https:///x", "http://\\www.example.com"]) {
+    for (const address of notOfTheWeb) {
       await page.goto(`${portal.url}login?dst=${encodeURIComponent(address)}`);
       if (await page.getByLabel("Password").count() > 0) await enter(page, user.password);
       await heading(page, "You are logged in");
@@ -174,6 +178,46 @@ test("browser: an address that is not one of the web is shown but never a link",
       assert.equal(await page.title(), "You are logged in", address);
     }
     await shoot(page, "refused-address-1280");
+  }));
+
+test("browser: the redirect page does not go to an address that is not one of the web", () =>
+  visit({}, async (page) => {
+    await page.goto(`${portal.url}login`);
+    await enter(page, user.password);
+    await heading(page, "Your session");
+    for (const address of notOfTheWeb) {
+      // No advertisement is due, so the page that leads on to the address is the answer.
+      const asked = `${portal.url}advert?dst=${encodeURIComponent(address)}`;
+      await page.goto(asked);
+      await heading(page, "One moment");
+      await page.getByText("is not a web address and is not opened").waitFor();
+      assert.equal(await page.locator("#go").getAttribute("href"), null, address);
+      assert.equal(await page.title(), "Hotspot", address);
+      assert.equal(page.url(), new URL(asked).href);
+    }
+  }));
+
+test("browser: an advertisement's page leads on to addresses of the web alone", () =>
+  visit({}, async (page) => {
+    const advertise = (...options) => portal.ctl(["profile", "set", "default", ...options]);
+    advertise("--advert-url", "http://sponsor.example.org/", "--advert-interval", "1");
+    try {
+      await page.goto(`${portal.url}login`);
+      await enter(page, user.password);
+      await heading(page, "Your session");
+      for (const [address, links] of [[wanted, 1], [notOfTheWeb[0], 0], [notOfTheWeb.at(-1), 0]]) {
+        await eventually("an advertisement is due", async () => {
+          await page.goto(`${portal.url}status`);
+          return await page.getByRole("link", { name: "See the sponsor's page" }).count() > 0;
+        });
+        await page.goto(`${portal.url}advert?dst=${encodeURIComponent(address)}`);
+        await heading(page, "From our sponsor");
+        assert.equal(await page.getByRole("link", { name: "Open the page" }).count(), 1);
+        assert.equal(await page.getByRole("link", { name: "Go on" }).count(), links, address);
+      }
+    } finally {
+      advertise("--advert-url", "", "--advert-interval", "0");
+    }
   }));
 
 test("browser: a trial by the button", () =>
@@ -196,6 +240,26 @@ test("browser: without JavaScript a password goes over HTTPS only", () =>
     assert.equal(seen.sent.length, 1);
     assert.equal(seen.sent[0].get("password"), user.password);
   }));
+
+for (const javaScriptEnabled of [true, false]) {
+  test(`browser: a device is remembered on request alone, ${javaScriptEnabled ? "with" : "without"} JavaScript`, () =>
+    visit({ javaScriptEnabled }, async (page) => {
+      const logOut = async (box) => {
+        await heading(page, "Your session");
+        if (box) await page.getByLabel("Remember this device").check();
+        await page.getByRole("button", { name: "Log out" }).click();
+        await heading(page, "You are logged out");
+        await page.getByRole("link", { name: "Log in again" }).click();
+      };
+      await page.goto(`${javaScriptEnabled ? portal.url : portal.url.replace("http:", "https:")}login`);
+      await enter(page, user.password);
+      await logOut(false);
+      await heading(page, "Log in");
+      await enter(page, user.password);
+      await logOut(true);
+      await heading(page, "Your session");
+    }));
+}
 
 test("browser: going back to the login page asks for a new challenge", () =>
   visit({}, async (page) => {

@@ -34,6 +34,14 @@ export async function logIn(portal, client, path = "/login") {
   return { answer, cookie };
 }
 
+// What the log-out form of a status page sends, with its box ticked or not, in the page's order.
+export function logOutBody(page, { remember = false } = {}) {
+  const [, fields] = page.match(/<form method="post" action="logout[^"]*">([\s\S]*?)<\/form>/);
+  const sent = [...fields.matchAll(/<input type="(hidden|checkbox)" name="([^"]*)" value="([^"]*)">/g)]
+    .filter(([, type]) => type === "hidden" || remember);
+  return form(sent.map(([, , name, value]) => [name, value]));
+}
+
 // Whether the client has a session, as its status page says.
 export async function isLoggedIn(portal, client) {
   const answer = await request(portal.port, { client, path: "/status" });

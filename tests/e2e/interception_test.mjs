@@ -1,6 +1,9 @@
 // Requests for other sites, as a redirect rule hands them over.
 
 import assert from "node:assert/strict";
+import fs from "node:fs";
+import os from "node:os";
+import path from "node:path";
 import { after, before, test } from "node:test";
 
 import { logIn } from "./conversations.mjs";
@@ -71,6 +74,30 @@ test("interception: the portal's own root leads to the login page", async () => 
   const answer = await request(portal.port, { path: "/" });
   assert.equal(answer.status, 302);
   assert.equal(answer.headers.location, `${portal.url}login`);
+});
+
+test("interception: the optional pages stand in for the redirect where the owner wants them", async () => {
+  const pages = fs.mkdtempSync(path.join(os.tmpdir(), "hotspot-pages-"));
+  let other;
+  try {
+    fs.cpSync(path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/pages"), pages, { recursive: true });
+    fs.cpSync(path.join(pages, "optional"), pages, { recursive: true });
+    other = await Portal.start({ manager: { "html-dir": pages } });
+    const leads = `${other.url}login?dst=${urlEscape("http://www.example.com/news")}`;
+    for (const method of ["GET", "POST"]) {
+      const held = await intercepted(other.port, "www.example.com", { method, path: "/news" });
+      assert.equal(held.status, 200);
+      assert.match(held.body, /<h1>Please log in<\/h1>/);
+      assert.ok(held.body.includes(`("${urlEscape(leads)}")`), held.body);
+      assert.ok(held.body.includes(`<noscript><p><a href="${leads}">`), held.body);
+    }
+    const status = await request(other.port, { path: "/status" });
+    assert.equal(status.status, 200);
+    assert.match(status.body, /<a class="button" href="login">Log in<\/a>/);
+  } finally {
+    await other?.stop();
+    fs.rmSync(pages, { recursive: true });
+  }
 });
 
 test("interception: the portal's files are served to everybody", async () => {

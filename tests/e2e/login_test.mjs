@@ -162,12 +162,39 @@ test("login: no more sessions of a user than the profile allows", async () => {
     const client = newClient();
     await logIn(portal, client);
     const other = newClient();
-    assertRefused(await sendLogin(portal, other, await openLogin(portal, other)));
+    const refused = await sendLogin(portal, other, await openLogin(portal, other));
+    assertRefused(refused);
+    // The manager's sentence names a variable, which is filled in.
+    assert.match(textOf(refused.body, "error"), /^guest is logged in already/);
     await request(portal.port, { client, path: "/logout" });
     await logIn(portal, other);
   } finally {
     portal.ctl(["profile", "set", "default", "--shared-users", "0"]);
   }
+});
+
+test("login: the form takes the longest name and password that an account can have", async () => {
+  const longest = { name: "n".repeat(128), password: "p".repeat(256) };
+  portal.ctl(["user", "add", longest.name], `${longest.password}\n`);
+  const client = newClient();
+  const page = await request(portal.tlsPort, { tls: true, client, path: "/login" });
+  for (const [field, text] of [["username", longest.name], ["password", longest.password]]) {
+    const [, most] = page.body.match(new RegExp(`<input id="${field}"[^>]* maxlength="(\\d+)"`));
+    assert.equal(Number(most), text.length, field);
+  }
+  const answer = await request(portal.tlsPort, {
+    tls: true, client, method: "POST", path: "/login",
+    body: form({ username: longest.name, password: longest.password }),
+  });
+  assert.match(answer.body, /<h1>You are logged in<\/h1>/);
+});
+
+test("login: a trial is offered no box to be remembered by", async () => {
+  const client = newClient();
+  await request(portal.port, { client, method: "POST", path: "/login", body: form({ username: "trial" }) });
+  const { body } = await request(portal.port, { client, path: "/status" });
+  assert.match(body, /<dd>trial<\/dd>/);
+  assert.doesNotMatch(body, /checkbox/);
 });
 
 test("login: a form beyond 1024 bytes is refused", async () => {

@@ -6,7 +6,8 @@ import path from "node:path";
 import { test } from "node:test";
 
 const dir = path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/pages");
-const files = fs.readdirSync(dir);
+const files = fs.readdirSync(dir, { recursive: true })
+  .filter((name) => fs.statSync(path.join(dir, name)).isFile());
 const templates = new Map(files.filter((name) => name.endsWith(".html"))
   .map((name) => [name, fs.readFileSync(path.join(dir, name), "utf8")]));
 const directive = /\$\(([^)]*)\)/g;
@@ -24,7 +25,8 @@ const known = new Set(`
 const knownOnly = new Map([
   ["chap-id", ["login.html", "flogin.html"]],
   ["chap-challenge", ["login.html", "flogin.html"]],
-  ["link-redirect", ["alogin.html", "redirect.html", "advert.html", "radvert.html"]],
+  ["link-redirect",
+    ["alogin.html", "redirect.html", "advert.html", "radvert.html", "optional/rlogin.html"]],
 ]);
 
 // The references of a template: {name, place}, place being "text", "attribute" or "script".
@@ -51,9 +53,11 @@ test("pages: those that a visitor meets are there", () => {
   for (const name of ["style.css", "portal.js", "md5.js"]) assert.ok(files.includes(name), name);
 });
 
-test("pages: those whose absence makes the redirect are missing", () => {
-  assert.ok(!files.includes("rlogin.html"));
-  assert.ok(!files.includes("fstatus.html"));
+test("pages: those whose absence makes the redirect are optional", () => {
+  for (const name of ["rlogin.html", "fstatus.html"]) {
+    assert.ok(!files.includes(name));
+    assert.ok(files.includes(`optional/${name}`));
+  }
 });
 
 test("pages: a value in an attribute or a script stands in its escaped form alone", () => {
@@ -108,7 +112,8 @@ test("pages: no percent sign meets the engine", () => {
 test("pages: nothing is loaded from another host", () => {
   for (const [file, template] of templates) {
     for (const [, address] of template.matchAll(/\s(?:src|href|action|content)="([^"]*)"/g)) {
-      const named = address.replace(/^\$\(if ssl-login == yes\)https:\/\/\$\(hostname-esc\)\//, "");
+      const named = address.replace(
+        /^(\$\(if ssl-login == yes\)https(\$\(else\)http\$\(endif\))?|http):\/\/\$\(hostname-esc\)\//, "");
       assert.doesNotMatch(named, /^\s*(?:\w+:)?\/\//, `${file}: ${address}`);
     }
   }

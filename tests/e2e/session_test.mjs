@@ -3,7 +3,7 @@
 import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
 
-import { isLoggedIn, logIn } from "./conversations.mjs";
+import { isLoggedIn, logIn, logOutBody } from "./conversations.mjs";
 import { form, request } from "./http_client.mjs";
 import { textOf } from "./login_form.mjs";
 import { Portal } from "./portal.mjs";
@@ -101,6 +101,18 @@ test("session: logging out with erase-cookie makes the cookie worthless", async 
   const again = await request(portal.port, { client, path: "/login", headers: { Cookie: cookie } });
   assert.match(again.body, /<h1>Log in<\/h1>|<h1>Not logged in<\/h1>/);
   assert.equal(await isLoggedIn(portal, client), false);
+});
+
+test("session: the log-out form forgets the device unless its box is ticked", async () => {
+  for (const [remember, client, lands] of [
+    [false, "127.0.3.13", /<h1>Log in<\/h1>/], [true, "127.0.3.14", /<h1>You are logged in<\/h1>/]]) {
+    const { cookie } = await logIn(portal, client);
+    const body = logOutBody((await get(client, "/status")).body, { remember });
+    await request(portal.port, { client, path: "/logout", method: "POST", body });
+    assert.equal(await isLoggedIn(portal, client), false);
+    const again = await request(portal.port, { client, path: "/login", headers: { Cookie: cookie } });
+    assert.match(again.body, lands, body);
+  }
 });
 
 test("session: a cookie of another client is worthless", async () => {
