@@ -25,6 +25,7 @@ int main(int argc, char** argv) {
   app.fallthrough();
   hotspotctl::addUserVerbs(app, context);
   hotspotctl::addProfileVerbs(app, context);
+  hotspotctl::addAdvertVerbs(app, context);
   hotspotctl::addSessionVerbs(app, context);
   hotspotctl::addCookieVerbs(app, context);
   hotspotctl::addServerVerbs(app, context);

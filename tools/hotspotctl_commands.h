@@ -36,11 +36,15 @@ struct Context {
   void showRows(const nlohmann::json& rows, const std::vector<const char*>& columns) const;
 };
 
+// The options by which a verb sets a profile's advertisements.
+void addAdvertOptions(CLI::App* verb, nlohmann::json* arguments);
+
 // A noun's sub-program, which wants one of its verbs.
 CLI::App* addNoun(CLI::App& app, const char* name, const char* what);
 
 void addUserVerbs(CLI::App& app, Context& context);
 void addProfileVerbs(CLI::App& app, Context& context);
+void addAdvertVerbs(CLI::App& app, Context& context);
 void addSessionVerbs(CLI::App& app, Context& context);
 void addCookieVerbs(CLI::App& app, Context& context);
 void addServerVerbs(CLI::App& app, Context& context);

@@ -17,20 +17,7 @@ void addRules(CLI::App* verb, Json* arguments) {
   addQuantity(verb, arguments, "limit-bytes-total", Units::kBytes, "bytes in both directions");
   addQuantity(verb, arguments, "shared-users", Units::kNone, "sessions of an account at once");
   addQuantity(verb, arguments, "status-refresh", Units::kTime, "refresh of the status page");
-  addQuantity(verb, arguments, "advert-interval", Units::kTime, "time between advertisements");
-  addQuantity(verb, arguments, "advert-look-time", Units::kTime,
-              "time to look at one before the client is blocked");
-  const auto takeUrls = [arguments](const std::vector<std::string>& urls) {
-    (*arguments)["advert-urls"] = Json::array();
-    for (const std::string& url : urls) {
-      if (!url.empty()) (*arguments)["advert-urls"].push_back(url);
-    }
-  };
-  verb->add_option_function<std::vector<std::string>>(
-          "--advert-url", takeUrls,
-          "address of an advertisement, several times for several; '' = none")
-      ->expected(1, 32)
-      ->take_all();
+  addAdvertOptions(verb, arguments);
 }
 
 }  // namespace

@@ -51,11 +51,15 @@ TEST_F(Hotspotctl, TakesPasswordsFromInputOrCommandLine) {
 }
 
 TEST_F(Hotspotctl, KeepsAHashOfAPassword) {
-  good({"user", "add", "ann", "--hash"}, "secret\n");
+  good({"user", "add", "ann", "--hash"}, "pellucid\n");
+  good({"user", "add", "bob"}, "limpid\n");
   EXPECT_EQ(json::parse(good({"user", "show", "ann", "--json"}))["password-kind"], "hash");
   EXPECT_TRUE(
-      isLoggedIn(manager.ask(loginOf({.user = "ann", .password = "secret", .overHttps = true}))));
-  EXPECT_EQ(readFile(manager.dir.file("manager.db-wal")).find("secret\n"), std::string::npos);
+      isLoggedIn(manager.ask(loginOf({.user = "ann", .password = "pellucid", .overHttps = true}))));
+  const std::string stored =
+      readFile(manager.dir.file("manager.db")) + readFile(manager.dir.file("manager.db-wal"));
+  EXPECT_NE(stored.find("limpid"), std::string::npos) << "kept as it is without --hash";
+  EXPECT_EQ(stored.find("pellucid"), std::string::npos);
 }
 
 TEST_F(Hotspotctl, ChangesAndRemovesUsers) {
@@ -96,6 +100,25 @@ TEST_F(Hotspotctl, SetsProfilesWithAdvertisements) {
   EXPECT_NE(good({"profile", "list"}).find("guests"), std::string::npos);
   good({"profile", "remove", "guests"});
   refused({"profile", "remove", "default"}, 1);
+}
+
+TEST_F(Hotspotctl, ListsSetsAndClearsAdvertisements) {
+  good({"profile", "set", "default", "--session-time", "1h"});
+  good({"advert", "set", "default", "--advert-url", "http://a.example/", "--advert-url",
+        "http://b.example/", "--advert-interval", "10m"});
+  EXPECT_NE(good({"advert", "list"}).find("600"), std::string::npos);
+  EXPECT_NE(good({"advert", "list"}).find("http://a.example/ http://b.example/"),
+            std::string::npos);
+  good({"advert", "set", "default", "--advert-look-time", "20"});
+  json profile = json::parse(good({"profile", "show", "default", "--json"}));
+  EXPECT_EQ(profile["advert-urls"].size(), 2u) << "what is not named stays";
+  EXPECT_EQ(profile["advert-look-time"], 20);
+  good({"advert", "clear", "default"});
+  profile = json::parse(good({"profile", "show", "default", "--json"}));
+  EXPECT_EQ(profile["advert-urls"], json::array());
+  EXPECT_EQ(profile["session-time"], 3600);
+  refused({"advert", "set", "nobody", "--advert-interval", "1"}, 1);
+  refused({"advert", "clear"}, 2);
 }
 
 TEST_F(Hotspotctl, ShowsReportsAndEndsSessions) {
