@@ -1,6 +1,7 @@
 #include "tests/tools/program.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,6 +19,20 @@ std::vector<std::string> emulator() {
   return words;
 }
 
+[[noreturn]] void execute(const std::vector<std::string>& command) {
+  std::vector<char*> arguments;
+  for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+  arguments.push_back(nullptr);
+  execvp(arguments[0], arguments.data());
+  _exit(127);
+}
+
+std::vector<std::string> emulated(const std::vector<std::string>& command) {
+  std::vector<std::string> words = emulator();
+  words.insert(words.end(), command.begin(), command.end());
+  return words;
+}
+
 // In the child; does not return. Files instead of pipes: neither side ever waits for the other.
 [[noreturn]] void become(const std::vector<std::string>& command,
                          const std::filesystem::path& files, const std::string& outFile,
@@ -29,11 +44,7 @@ std::vector<std::string> emulator() {
   dup2(out, STDOUT_FILENO);
   dup2(err, STDERR_FILENO);
   setenv("TMPDIR", tmpDir.c_str(), 1);
-  std::vector<char*> arguments;
-  for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
-  arguments.push_back(nullptr);
-  execvp(arguments[0], arguments.data());
-  _exit(127);
+  execute(command);
 }
 
 }  // namespace
@@ -66,8 +77,7 @@ Ended runProgram(const std::vector<std::string>& command, const std::string& inp
                  const std::filesystem::path& tmpDir, const std::string& outFile) {
   const ScratchDir files;
   files.write("in", input);
-  std::vector<std::string> words = emulator();
-  words.insert(words.end(), command.begin(), command.end());
+  const std::vector<std::string> words = emulated(command);
   const pid_t child = fork();
   const std::string out = outFile.empty() ? (files.path() / "out").string() : outFile;
   if (child == 0) become(words, files.path(), out, tmpDir);
@@ -78,4 +88,47 @@ Ended runProgram(const std::vector<std::string>& command, const std::string& inp
   if (outFile.empty()) ended.out = readFile(out);
   ended.err = readFile(files.path() / "err");
   return ended;
+}
+
+Conversation::Conversation(const std::vector<std::string>& command) {
+  int toChild[2];
+  int fromChild[2];
+  if (pipe2(toChild, O_CLOEXEC) != 0 || pipe2(fromChild, O_CLOEXEC) != 0) {
+    throw std::runtime_error("no pipes");
+  }
+  const std::vector<std::string> words = emulated(command);
+  child_ = fork();
+  if (child_ == 0) {
+    dup2(toChild[0], STDIN_FILENO);
+    dup2(fromChild[1], STDOUT_FILENO);
+    execute(words);
+  }
+  close(toChild[0]);
+  close(fromChild[1]);
+  in_ = toChild[1];
+  out_ = fromChild[0];
+}
+
+Conversation::~Conversation() {
+  close(in_);
+  close(out_);
+  if (child_ > 0) waitpid(child_, nullptr, 0);
+}
+
+void Conversation::say(const std::string& line) {
+  const std::string text = line + "\n";
+  if (write(in_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+    throw std::runtime_error("the program does not listen");
+  }
+}
+
+std::optional<std::string> Conversation::hear() {
+  std::string line;
+  for (;;) {
+    pollfd waiting{out_, POLLIN, 0};
+    char c = 0;
+    if (poll(&waiting, 1, 20000) != 1 || read(out_, &c, 1) != 1) return std::nullopt;
+    if (c == '\n') return line;
+    line += c;
+  }
 }

@@ -1,9 +1,12 @@
-// Runs a program of the build to its end.
+// Runs a program of the build, to its end or in conversation.
 
 #ifndef TESTS_TOOLS_PROGRAM_H_
 #define TESTS_TOOLS_PROGRAM_H_
 
+#include <sys/types.h>
+
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,5 +39,23 @@ struct Ended {
 // cross build.
 Ended runProgram(const std::vector<std::string>& command, const std::string& input,
                  const std::filesystem::path& tmpDir, const std::string& outFile = "");
+
+// A program that is talked to while it runs. Goes through the emulator as well.
+class Conversation {
+ public:
+  explicit Conversation(const std::vector<std::string>& command);
+  Conversation(const Conversation&) = delete;
+  Conversation& operator=(const Conversation&) = delete;
+  ~Conversation();  // ends its input and waits for it
+
+  void say(const std::string& line);
+  // The next line that it prints, without its end; nothing when none comes within twenty seconds.
+  std::optional<std::string> hear();
+
+ private:
+  pid_t child_ = -1;
+  int in_ = -1;
+  int out_ = -1;
+};
 
 #endif  // TESTS_TOOLS_PROGRAM_H_

@@ -32,6 +32,15 @@ TEST(ReplayInput, NothingGivesNothing) {
   EXPECT_EQ(replayed.err, "");
 }
 
+TEST(ReplayInput, AnswersEachLineBeforeTheNextIsGiven) {
+  Conversation conversation({TEST_REPLAY, "--module", TEST_MODULE});
+  for (const std::string number : {"1", "2"}) {
+    conversation.say("{\"call\":[\"ull2str\"," + number + "]}");
+    EXPECT_EQ(conversation.hear().value_or("nothing"),
+              "{\"name\":\"\",\"value\":\"" + number + "\"}");
+  }
+}
+
 TEST(ReplayInput, SkipsBlankLinesAndNeedsNoLastLineEnd) {
   const Replayed replayed =
       replay("\n  \t\r\n{\"call\":[\"ull2str\",1]}\r\n\n \n\t{\"call\":[\"ull2str\",2]}");
