@@ -80,6 +80,7 @@ void* watchedMmap(Map real, void* at, std::size_t size, int protection, int flag
   if (protection != PROT_READ || (flags & MAP_SHARED) == 0 || offset != 0) {
     watch->sharedReadOnly = false;
   }
+  if ((flags & MAP_POPULATE) == 0) watch->populated = false;
   if (watch->mmapError != 0) {
     errno = watch->mmapError;
     return MAP_FAILED;

@@ -34,6 +34,7 @@ class CallWatch {
   std::vector<const void*> taken;  // what malloc(3) gave
   std::vector<const void*> freed;  // what went to free(3)
   bool sharedReadOnly = true;      // every mapping: PROT_READ, MAP_SHARED, from the file's start
+  bool populated = true;           // every mapping: MAP_POPULATE
   int openFiles = 0;               // opened and not closed
   int mappings = 0;                // mapped and not unmapped
   int openError = 0;
