@@ -12,6 +12,8 @@ Groups:
   test    what the tests need beyond that
   router  what the tests on the emulated router need beyond test
   fuzz    what fuzzing needs beyond test
+  clang   what a build with the newest clang needs beyond test
+  coverage  what measuring coverage needs beyond test
   bench   what the measurements need beyond build
 TEXT
 }
@@ -25,6 +27,8 @@ test=(
   iproute2 nftables clang-format clang-tidy)
 router=(g++-mips-linux-gnu qemu-user)
 fuzz=(clang-22 libclang-rt-22-dev)
+clang=(clang-22)
+coverage=(gcovr)
 bench=(libbenchmark-dev nginx-light wrk python3)
 
 fail() {
@@ -40,6 +44,8 @@ for group in "$@"; do
     test) wanted+=("${test[@]}") ;;
     router) wanted+=("${router[@]}") ;;
     fuzz) wanted+=("${fuzz[@]}") ;;
+    clang) wanted+=("${clang[@]}") ;;
+    coverage) wanted+=("${coverage[@]}") ;;
     bench) wanted+=("${bench[@]}") ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install-deps.sh: no group \"$group\"" >&2; usage >&2; exit 2 ;;

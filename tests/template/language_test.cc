@@ -150,6 +150,8 @@ TEST(TemplateReference, LongNamesAreFound) {
   EXPECT_EQ(page.render("$(" + name + ")"), "&lt;long&gt;");
   EXPECT_EQ(page.render("$(" + name + "-esc)"), "%3Clong%3E");
   EXPECT_EQ(page.render("$(" + name + "n)"), "$(" + name + "n)");
+  EXPECT_EQ(page.render("$(n" + name + "-esc) $(" + name + ")"),
+            "$(n" + name + "-esc) &lt;long&gt;");
 }
 
 TEST(TemplateReference, DefinedEmptyVariableIsReplacedByNothing) {
