@@ -67,7 +67,12 @@ void Portal::noteGuess(const Login& login, const Failure& failure) {
 void Portal::submitLogin(const Login& login, Job job, const Responder& respond) {
   submit(
       std::move(job),
-      [this, login](const Failure& failure) { return loginRefusedReply(view_, login, failure); },
+      [this, login](const Failure& failure) {
+        // Whoever has a session keeps it, whatever cannot be looked up at the moment.
+        const bool hasSession = view_.find(login.client.address, login.client.mac) != nullptr;
+        return hasSession ? refusedReply(view_, login.client, failure)
+                          : loginRefusedReply(view_, login, failure);
+      },
       [this, login, respond](const nv::message& reply) { respondToLogin(login, reply, respond); });
 }
 

@@ -21,6 +21,14 @@ class CookieLogin : public testing::Test {
     return reply.get_u32(portal::kCookieId, 0);
   }
 
+  void logOutForGood() {
+    nv::message logout = commandOf(portal::kLogout);
+    logout.insert_bool(portal::kEraseCookie, true);
+    EXPECT_EQ(errorCode(bench.ask(logout)), 0u);
+  }
+
+  std::size_t kept() { return bench.admin("cookie.list", nlohmann::json::object())["rows"].size(); }
+
   Bench bench;
 };
 
@@ -79,10 +87,36 @@ TEST_F(CookieLogin, DoesNotWorkWithOtherNumbers) {
 TEST_F(CookieLogin, EndsWithALogoutThatErasesIt) {
   const std::uint32_t id = cookieOf();
   ASSERT_TRUE(isLoggedIn(bench.login({.cookieId = id})));
-  nv::message logout = commandOf(portal::kLogout);
-  logout.insert_bool(portal::kEraseCookie, true);
-  EXPECT_EQ(errorCode(bench.ask(logout)), 0u);
+  logOutForGood();
   EXPECT_FALSE(isLoggedIn(bench.login({.cookieId = id})));
+}
+
+TEST_F(CookieLogin, EndsWithThatLogoutAlsoWhereTheMacBecameKnownSince) {
+  ASSERT_TRUE(isLoggedIn(bench.chapLogin("ann", "secret")));
+  ASSERT_EQ(kept(), 1u);
+  bench.setMac("127.0.0.2", "02:00:00:00:00:01");
+  bench.clock.pass(1);
+  logOutForGood();
+  EXPECT_EQ(kept(), 0u);
+}
+
+TEST_F(CookieLogin, EndsWithThatLogoutAlsoWhereItIsOfAnEarlierSession) {
+  ASSERT_NE(cookieOf(), 0u);
+  bench.admin("server.set", {{"cookie-lifetime", "0"}});
+  ASSERT_TRUE(isLoggedIn(bench.chapLogin("ann", "secret"))) << "a session without a cookie";
+  ASSERT_EQ(kept(), 1u);
+  logOutForGood();
+  EXPECT_EQ(kept(), 0u);
+}
+
+TEST_F(CookieLogin, IsNotOfferedWhenItExpiredDuringTheSession) {
+  bench.admin("server.set", {{"cookie-lifetime", "100"}});
+  ASSERT_TRUE(isLoggedIn(bench.chapLogin("ann", "secret")));
+  bench.clock.pass(100);
+  const nv::message reply = bench.login({});
+  EXPECT_TRUE(isLoggedIn(reply));
+  EXPECT_FALSE(reply.size_u32(portal::kCookieId));
+  EXPECT_FALSE(reply.size_u32(portal::kCookieLifetime));
 }
 
 TEST_F(CookieLogin, GivesWayToCredentials) {
@@ -118,7 +152,7 @@ TEST_F(CookieLogin, LeavesOneCookieForEachAccountAndClient) {
   const std::uint32_t second = cookieOf();
   EXPECT_NE(first, second);
   EXPECT_FALSE(isLoggedIn(bench.login({.cookieId = first})));
-  EXPECT_EQ(bench.admin("cookie.list", nlohmann::json::object())["rows"].size(), 1u);
+  EXPECT_EQ(kept(), 1u);
 }
 
 class Trial : public testing::Test {
@@ -144,6 +178,12 @@ TEST_F(Trial, LogsInWithoutAPasswordForTheTrialProfilesTime) {
 TEST_F(Trial, IsRefusedWhereItIsOff) {
   bench.admin("server.set", {{"trial", "no"}});
   EXPECT_EQ(errorCode(tryOut()), portal::kErrInvalidUser);
+}
+
+TEST_F(Trial, IsForTheNameWithoutADomain) {
+  const nv::message reply = bench.login({.user = "trial", .domain = "lab"});
+  EXPECT_FALSE(isLoggedIn(reply));
+  EXPECT_EQ(errorCode(reply), portal::kErrChapMissing) << "an account like any other";
 }
 
 TEST_F(Trial, ComesOnceADayForEachClient) {

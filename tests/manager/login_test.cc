@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
+
 #include "manager/password.h"
 #include "manager/portal_protocol.h"
 #include "tests/manager/bench.h"
@@ -9,6 +11,28 @@
 namespace {
 
 namespace portal = manager::portal;
+
+// Somebody else who knows the accounts: remembers what was asked, and lets everybody in.
+class OtherUsers : public manager::Authenticator {
+ public:
+  void check(const manager::Credentials& credentials,
+             std::function<void(manager::Verdict)> done) override {
+    asked = credentials;
+    manager::Verdict verdict;
+    verdict.account = *account(credentials.account);
+    verdict.radiusAttributes = "\x12\x04hi";
+    done(verdict);
+  }
+
+  std::optional<manager::User> account(const std::string& name) override {
+    manager::User user;
+    user.name = name;
+    user.profile = manager::kDefaultProfile;
+    return user;
+  }
+
+  manager::Credentials asked;
+};
 
 class Login : public testing::Test {
  protected:
@@ -181,6 +205,8 @@ TEST_F(Login, OfAnAccountWithADomainNamesBoth) {
   const nv::message wrong =
       bench.login({.user = "ann", .password = "secret", .domain = "lab", .overHttps = true});
   EXPECT_EQ(errorCode(wrong), portal::kErrInvalidUser) << "ann's own password is not ann@lab's";
+  EXPECT_EQ(wrong.get_string(portal::kUserName, ""), "ann") << "as entered, for the form";
+  EXPECT_EQ(wrong.get_string(portal::kDomain, ""), "lab");
   const nv::message reply =
       bench.login({.user = "ann", .password = "other", .domain = "lab", .overHttps = true});
   EXPECT_TRUE(isLoggedIn(reply));
@@ -195,6 +221,23 @@ TEST_F(Login, OfALoggedInClientIsAnsweredLoggedInWhateverItHolds) {
   EXPECT_TRUE(isLoggedIn(again));
   EXPECT_EQ(again.get_string(portal::kUserName, ""), "ann");
   EXPECT_TRUE(isLoggedIn(bench.login({})));
+}
+
+TEST_F(Login, OfALoggedInClientIsAnsweredLoggedInAlsoWhereTheDiskIsTooSlow) {
+  ASSERT_TRUE(isLoggedIn(bench.chapLogin("ann", "secret")));
+  std::promise<void> diskIsBack;
+  const std::shared_future<void> back = diskIsBack.get_future().share();
+  std::size_t done = 0;
+  for (std::size_t i = 0; i < manager::CommitQueue::kMaxWaiting; ++i) {
+    bench.parts->queue.submit({[back] { back.wait(); }, [&](const manager::Outcome&) { ++done; }});
+  }
+  const nv::message reply = bench.login({});
+  diskIsBack.set_value();
+  bench.runUntil([&] { return done == manager::CommitQueue::kMaxWaiting; });
+  EXPECT_EQ(errorCode(reply), portal::kErrInternal);
+  EXPECT_TRUE(isLoggedIn(reply));
+  EXPECT_EQ(reply.get_string(portal::kUserName, ""), "ann");
+  EXPECT_FALSE(reply.size_field(portal::kChapChallenge));
 }
 
 TEST_F(Login, BeyondTheAccountsSessionsIsRefused) {
@@ -270,6 +313,30 @@ TEST_F(Login, NotesTheOriginalDestination) {
   ASSERT_TRUE(isLoggedIn(bench.ask(request)));
   EXPECT_EQ(bench.admin("session.show", {{"address", "127.0.0.2"}})["original-destination"],
             "192.0.2.7:8080");
+}
+
+TEST_F(Login, HandsWhatItCarriesToTheAuthenticatorAndItsAttributesToThePages) {
+  OtherUsers others;
+  manager::Clerk clerk(bench.parts->ledger, others);
+  manager::Portal asking(bench.parts->view, bench.parts->queue, clerk, others,
+                         bench.parts->neighbours, 0);
+  bench.setMac("127.0.0.2", "02:00:00:00:00:01");
+  nv::message request =
+      loginOf({.user = "ann", .password = "other", .domain = "lab", .overHttps = true});
+  request.insert_raw(portal::kRadiusAttributes, {1, 3, 'x'});
+  std::optional<nv::message> reply;
+  asking.receive(request, [&](const nv::message& message) { reply = message; });
+  bench.runUntil([&] { return reply.has_value(); });
+  ASSERT_TRUE(reply && isLoggedIn(*reply));
+  EXPECT_EQ(others.asked.account, "ann@lab");
+  EXPECT_EQ(others.asked.password, "other");
+  EXPECT_TRUE(others.asked.overHttps);
+  EXPECT_EQ(others.asked.clientAddress, kClient);
+  EXPECT_EQ(others.asked.clientMac, "02:00:00:00:00:01");
+  EXPECT_EQ(others.asked.radiusAttributes, "\x01\x03x");
+  const std::vector<unsigned char> given{0x12, 4, 'h', 'i'};
+  EXPECT_EQ(reply->get_raw(portal::kRadiusAttributes, {}), given);
+  EXPECT_EQ(bench.command(portal::kStatus).get_raw(portal::kRadiusAttributes, {}), given);
 }
 
 TEST_F(Login, OfTheSameDeviceEndsItsSessionAtAnotherAddress) {

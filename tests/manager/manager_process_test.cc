@@ -146,6 +146,16 @@ TEST_F(ManagerTest, LogsRefusedLoginsInOneLineWhateverTheNameHolds) {
       << manager.log();
 }
 
+TEST(ManagerLog, NamesThePageDirectoryOfACommandAtLevelDebug) {
+  ManagerProcess manager({"--log-level", "debug"});
+  manager.start();
+  nv::message request = commandOf(portal::kGet);
+  request.insert_string(portal::kTargetDir, "lv\n/");
+  manager.ask(request);
+  EXPECT_NE(manager.log().find(" debug command 9 of 127.0.0.2 target=\"lv?/\""), std::string::npos)
+      << manager.log();
+}
+
 TEST_F(ManagerTest, AllowsTenWrongPasswordsAMinuteAndSaysSo) {
   for (int i = 0; i < 10; ++i) {
     EXPECT_EQ(errorCode(manager.chapLogin("ann", "wrong")), portal::kErrInvalidUser) << i;
