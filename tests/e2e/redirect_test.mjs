@@ -72,6 +72,12 @@ test("redirect rule: the web server is told the original destination, on the rig
     assert.equal(seen(`http://${kPortal}/`), `${local} 08000000 ${kPortal}:80`);
     assert.equal(seen(`http://${kPortal}:${portal.port}/`), `${local} 00000000 none`);
     assert.equal(seen(`http://${kPortal}:${portal.advertPort}/`), `${local} 01000000 none`);
+    // An address that the machine is given later is the portal's own before long.
+    const later = "198.51.100.9";
+    const named = () => curl("--header", `Host: ${later}`, `http://${kPortal}:${portal.port}/`);
+    assert.match(named(), /^foreign=1$/m);
+    run("ip", ["address", "add", `${later}/32`, "dev", "portal"]);
+    await eventually("the later address is the portal's own", () => /^foreign=0$/m.test(named()), 30000);
   } finally {
     await portal.stop();
   }
