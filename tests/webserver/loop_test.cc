@@ -5,9 +5,28 @@
 
 #include <atomic>
 #include <boost/asio/post.hpp>
+#include <cerrno>
 #include <future>
 #include <set>
 #include <thread>
+
+#include "webserver/waiting.h"
+
+namespace {
+
+bool noThreads = false;
+
+}  // namespace
+
+// Stands in the way of the loop's own calls (--wrap of the linker).
+extern "C" {
+int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*),
+                          void* argument);
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*),
+                          void* argument) {
+  return noThreads ? EAGAIN : __real_pthread_create(thread, attributes, run, argument);
+}
+}
 
 namespace web {
 namespace {
@@ -99,6 +118,24 @@ TEST(Loop, SparesHaveSmallStacks) {
   });
   boost::asio::post(loop.context(), [&] { measured.set_value(ownStackBytes()); });
   loop.run();
+}
+
+TEST(Loop, WithoutAThreadToBeHadTheCallerStillLeadsAndItsRequestIsRefused) {
+  Loop loop;
+  SharedCounters counters(1);
+  ASSERT_TRUE(counters.connect(0, 1, 1, 1));
+  boost::asio::post(loop.context(), [&] {
+    Waiting waiting(loop, counters, 0);
+    EXPECT_TRUE(waiting.enter(1));
+    noThreads = true;
+    EXPECT_FALSE(waiting.stepAside());
+    noThreads = false;
+    EXPECT_TRUE(loop.leading());
+    EXPECT_TRUE(waiting.refused());
+    loop.stop();
+  });
+  loop.run();
+  EXPECT_EQ(counters.waiting(), 0u);
 }
 
 TEST(Loop, SparesAreUsedAgain) {
