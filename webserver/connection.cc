@@ -159,8 +159,7 @@ bool Connection::parse() {
   }
   const std::string_view text = unused();
   boost::beast::error_code error;
-  const std::size_t length =
-      job_->parser->put(boost::asio::const_buffer(text.data(), text.size()), error);
+  const std::size_t length = job_->parser->putHeader(text, error);
   job_->headerBytes += length;
   const std::size_t seen = job_->headerBytes + (error ? text.size() - length : 0);
   use(length);

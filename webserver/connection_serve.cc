@@ -19,12 +19,14 @@ constexpr std::size_t kKeptJobs = 8;
 constexpr int kBadRequest = 400;
 constexpr int kNotFound = 404;
 constexpr int kServerError = 500;
+constexpr int kNotImplemented = 501;
 constexpr int kBusy = 503;
 
 }  // namespace
 
 bool Connection::headerDone() {
   HttpRequest& request = *job_->request;
+  if (job_->parser->codingUnknown()) return refuse(kNotImplemented);
   if (!request.fill(*job_->parser, facts_, worker_.own, worker_.config.mount)) {
     return refuse(kBadRequest);
   }
@@ -96,7 +98,7 @@ void Connection::compose() {
   to.keepAlive = false;
   if (parser.is_header_done()) {
     dropRestOfBody();
-    to.keepAlive = parser.is_done() && parser.keep_alive() && !worker_.stopping;
+    to.keepAlive = parser.is_done() && parser.keepsAlive() && !worker_.stopping;
   }
   try {
     job_->response.compose(to);

@@ -16,6 +16,16 @@ bool HttpRequest::fill(const RequestParser& parser, const ConnectionFacts& facts
   }
   if (parser.hostFields() > 1 || (parser.hostFields() == 0 && parser.http11())) return false;
 
+  // The target's authority replaces the Host field, which has to be well-formed all the same (RFC
+  // 9112 sections 3.2 and 3.2.2).
+  std::string host;
+  headers.getHeader("Host", &host);
+  if (!host.empty() && !validHost(host)) return false;
+  if (target.hasAuthority) {
+    host = target.authority;
+    if (!validHost(host)) return false;
+  }
+
   method = methodOf(parser.method());
   protocol = facts.tls ? kProtoHttps : kProtoHttp;
   if (!target.scheme.empty()) protocol = protocolOf(target.scheme);
@@ -28,15 +38,8 @@ bool HttpRequest::fill(const RequestParser& parser, const ConnectionFacts& facts
   knownDst_[0] = facts.origDst[0];
   knownDst_[1] = facts.origDst[1];
 
-  // The target's authority replaces the Host field (RFC 9112 section 3.2.2).
-  std::string host;
-  if (target.hasAuthority) {
-    host = target.authority;
-  } else {
-    headers.getHeader("Host", &host);
-  }
-  foreignDst = !host.empty() && !(validHost(host) && own.has(hostName(host), facts.localAddr));
-  if (validHost(host)) dstHost_ = withoutUsualPort(host, protocol);
+  foreignDst = !host.empty() && !own.has(hostName(host), facts.localAddr);
+  if (!host.empty()) dstHost_ = withoutUsualPort(host, protocol);
   setRelPath(mount);
   return true;
 }

@@ -1,12 +1,38 @@
 #include "webserver/request_parser.h"
 
+#include <algorithm>
 #include <boost/beast/http/error.hpp>
+#include <boost/beast/http/rfc7230.hpp>
 
 #include "platform/ascii.h"
 
 namespace web {
 
 namespace http = boost::beast::http;
+
+namespace {
+
+// A line of the text begins with a blank: it goes on with the line before.
+bool hasFoldedLine(std::string_view text) {
+  for (std::size_t at = 0; (at = text.find('\n', at)) != std::string_view::npos; ++at) {
+    if (at + 1 < text.size() && (text[at + 1] == ' ' || text[at + 1] == '\t')) return true;
+  }
+  return false;
+}
+
+bool isControl(char c) {
+  return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == '\x7f';
+}
+
+}  // namespace
+
+std::size_t RequestParser::putHeader(std::string_view text, boost::beast::error_code& error) {
+  const std::size_t length = put(boost::asio::const_buffer(text.data(), text.size()), error);
+  // A field is taken together with the lines that it is folded into, never a part of it.
+  const bool taken = !error || error == http::error::need_more;
+  if (taken && hasFoldedLine(text.substr(0, length))) error = http::error::bad_value;
+  return length;
+}
 
 void RequestParser::on_request_impl(http::verb, Text method, Text target, int version, Error&) {
   method_.assign(method.data(), method.size());
@@ -16,12 +42,35 @@ void RequestParser::on_request_impl(http::verb, Text method, Text target, int ve
 
 void RequestParser::on_response_impl(int, Text, int, Error&) {}
 
-void RequestParser::on_field_impl(http::field field, Text name, Text value, Error&) {
+void RequestParser::on_field_impl(http::field field, Text name, Text value, Error& error) {
   if (headerDone_) return;
-  if (field == http::field::transfer_encoding) transferEncoding_ = true;
-  if (field == http::field::host) ++hostFields_;
-  if (field == http::field::expect) {
-    expectsContinue_ = ascii::equalIgnoringCase({value.data(), value.size()}, "100-continue");
+  const std::string_view text(value.data(), value.size());
+  switch (field) {
+    case http::field::transfer_encoding:
+      ++codings_;
+      plainlyChunked_ = ascii::equalIgnoringCase(text, "chunked");
+      break;
+    case http::field::content_length:
+      // Beast passes a list, and a second field, when all their numbers are the same.
+      if (hasLength_ || text.find(',') != std::string_view::npos) {
+        error = http::error::multiple_content_length;
+      }
+      hasLength_ = true;
+      break;
+    case http::field::connection: {
+      http::token_list options(value);
+      close_ = close_ || options.exists("close");
+      keepAlive_ = keepAlive_ || options.exists("keep-alive");
+      break;
+    }
+    case http::field::host:
+      ++hostFields_;
+      break;
+    case http::field::expect:
+      expectsContinue_ = ascii::equalIgnoringCase(text, "100-continue");
+      break;
+    default:
+      break;
   }
   headers_->addHeader({name.data(), name.size()}, {value.data(), value.size()}, false);
 }
@@ -44,7 +93,12 @@ std::size_t RequestParser::on_body_impl(Text body, Error& error) {
   return body.size();
 }
 
-void RequestParser::on_chunk_header_impl(std::uint64_t, Text, Error&) {}
+// Beast passes any byte between quotes; a bare LF there is a line's end to others.
+void RequestParser::on_chunk_header_impl(std::uint64_t, Text extensions, Error& error) {
+  if (std::any_of(extensions.begin(), extensions.end(), isControl)) {
+    error = http::error::bad_chunk_extension;
+  }
+}
 
 std::size_t RequestParser::on_chunk_body_impl(std::uint64_t, Text body, Error& error) {
   return on_body_impl(body, error);

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "host/headers.h"
 
@@ -15,8 +16,10 @@ namespace web {
 // Longest header of a request, request line included.
 constexpr std::size_t kMaxHeaderBytes = 16384;
 
-// Parses one request. put() parses up to the end of the header; after readBodyInto() it goes on
-// with the body. Fields that follow a chunked body are dropped.
+// Parses one request. putHeader() parses up to the end of the header; after readBodyInto() put()
+// goes on with the body. Fields that follow a chunked body are dropped. Where RFC 9112 lets a
+// server choose between a refusal and a guess, and others guess differently, the request is
+// refused.
 class RequestParser : public boost::beast::http::basic_parser<true> {
  public:
   explicit RequestParser(Headers* headers) : headers_(headers) {
@@ -29,9 +32,17 @@ class RequestParser : public boost::beast::http::basic_parser<true> {
   bool http11() const { return version_ >= 11; }
   // "Transfer-Encoding" was there and does not end with "chunked", or the protocol has no such
   // field: where the body ends is unknown (RFC 9112 section 6.1).
-  bool bodyUnframed() const { return transferEncoding_ && !(chunked_ && http11()); }
+  bool bodyUnframed() const { return codings_ > 0 && !(chunked_ && http11()); }
+  // "Transfer-Encoding" ends with "chunked" and has more than that word.
+  bool codingUnknown() const { return chunked_ && (codings_ > 1 || !plainlyChunked_); }
+  // As basic_parser::keep_alive(), from the header's Connection fields alone; "close" goes before
+  // "keep-alive" in every version (RFC 9112 section 9.3).
+  bool keepsAlive() const { return !close_ && (http11() || keepAlive_); }
   bool expectsContinue() const { return expectsContinue_; }
   unsigned hostFields() const { return hostFields_; }
+
+  // Parses on in the header, as put() does, and refuses folded field lines (RFC 9112 section 5.2).
+  std::size_t putHeader(std::string_view text, boost::beast::error_code& error);
 
   // The body goes into `*body`, at most `limit` bytes; a longer one ends with error::body_limit.
   // Null: the body is dropped.
@@ -60,8 +71,12 @@ class RequestParser : public boost::beast::http::basic_parser<true> {
   std::string method_, target_;
   int version_ = 0;
   bool headerDone_ = false;
-  bool transferEncoding_ = false;
+  unsigned codings_ = 0;  // Transfer-Encoding fields
   bool chunked_ = false;
+  bool plainlyChunked_ = false;
+  bool hasLength_ = false;
+  bool close_ = false;
+  bool keepAlive_ = false;
   bool expectsContinue_ = false;
   unsigned hostFields_ = 0;
   std::string* body_ = nullptr;

@@ -1,5 +1,7 @@
 #include "webserver/request_target.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 
 #include "host/request.h"
@@ -32,6 +34,17 @@ std::size_t portColon(std::string_view text) {
     return bracket == std::string_view::npos ? text.size() : bracket + 1;
   }
   return std::min(text.find(':'), text.size());
+}
+
+// REQUIRES: validHost(text).
+bool hasPort(std::string_view text) {
+  return text.find_first_not_of(":0", portColon(text)) != std::string_view::npos;
+}
+
+bool validIpv6(std::string_view text) {
+  in6_addr ignored{};
+  return text.find('\0') == std::string_view::npos &&
+         inet_pton(AF_INET6, std::string(text).c_str(), &ignored) == 1;
 }
 
 bool parsePathAndQuery(std::string_view text, Target* target) {
@@ -81,7 +94,8 @@ bool parseTarget(std::string_view text, std::string_view method, Target* target)
   *target = Target();
   if (text.empty()) return false;
   if (method == "CONNECT") {
-    if (!validHost(text)) return false;
+    // RFC 9110 section 9.3.6: one without a port to connect to has to be refused.
+    if (!validHost(text) || !hasPort(text)) return false;
     target->authority = text;
     target->hasAuthority = true;
     target->path.assign(1, '/');
@@ -100,11 +114,9 @@ bool validHost(std::string_view text) {
   const std::string_view host = text.substr(0, colon);
   if (host.empty()) return false;
   if (host.front() == '[') {
-    if (host.size() < 4 || host.back() != ']') return false;
-    for (const char c : host.substr(1, host.size() - 2)) {
-      if (hexValue(c) < 0 && c != ':' && c != '.') return false;
-    }
-  } else if (!std::all_of(host.begin(), host.end(), isNameChar)) {
+    if (host.back() != ']' || !validIpv6(host.substr(1, host.size() - 2))) return false;
+  } else if (!std::all_of(host.begin(), host.end(), isNameChar) || host.front() == '.' ||
+             host.find("..") != std::string_view::npos) {
     return false;
   }
   if (colon == text.size()) return true;

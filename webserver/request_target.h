@@ -27,7 +27,8 @@ bool parseTarget(std::string_view text, std::string_view method, Target* target)
 bool percentDecode(std::string_view text, std::string* decoded);
 
 // Whether the text is host or host:port, with no other characters than such names have: letters,
-// digits, '-', '.', '_', '~', or an IPv6 address in brackets; the port, if any, up to 65535.
+// digits, '-', '_', '~' between single dots (one may end the name), or an IPv6 address in brackets;
+// the port, if any, up to 65535.
 bool validHost(std::string_view text);
 
 // Host without its port. REQUIRES: validHost(text).

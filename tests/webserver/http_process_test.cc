@@ -115,6 +115,25 @@ TEST_F(Http, MalformedRequestsAreRefused) {
   }
 }
 
+TEST_F(Http, RequestThatOthersReadDifferentlyIsRefusedAndEndsTheConnection) {
+  const struct {
+    const char* fields;
+    int status;
+  } cases[] = {
+      {"Host: a\r\nX: y\r\n z\r\n", 400},
+      {"Host: a\r\nContent-Length: 0\r\nContent-Length: 0\r\n", 400},
+      {"Host: a\r\nTransfer-Encoding: gzip, chunked\r\n", 501},
+      {"Host: a\r\nTransfer-Encoding: chunked x\r\n", 501},
+      {"Host: a b\r\n", 400},
+  };
+  for (const auto& each : cases) {
+    HttpClient client(server_.port());
+    ASSERT_TRUE(client.send("POST / HTTP/1.1\r\n" + std::string(each.fields) + "\r\n0\r\n\r\n"));
+    EXPECT_EQ(client.answer().status, each.status) << each.fields;
+    EXPECT_TRUE(client.ended()) << each.fields;
+  }
+}
+
 TEST_F(Http, HeaderOfUpTo16KiBPassesAndALongerOneDoesNot) {
   const std::size_t rest = getText("/big?2", "X: \r\n").size();
   {

@@ -83,12 +83,30 @@ INSTANTIATE_TEST_SUITE_P(
                       HostCase{"/", "Www.Example.com:80", true, "Www.Example.com"},
                       HostCase{"/", "www.example.com:8080", true, "www.example.com:8080"},
                       HostCase{"/", "", false, "false, untouched"},
-                      HostCase{"/", "a<b>", true, "false, untouched"},
-                      HostCase{"/", "10.5.50.1:99999", true, "false, untouched"},
                       HostCase{"/", "127.0.0.1", true, "127.0.0.1"},
                       HostCase{"http://other.example/x", "10.5.50.1", true, "other.example"},
                       HostCase{"http://10.5.50.1/x", "other.example", false, "10.5.50.1"},
-                      HostCase{"http://a@10.5.50.1/x", "10.5.50.1", true, "false, untouched"}));
+                      HostCase{"http://10.5.50.1/x", "", false, "10.5.50.1"}));
+
+class MalformedHosts : public RequestText, public ::testing::WithParamInterface<HostCase> {};
+
+TEST_P(MalformedHosts, AreRefused) { EXPECT_FALSE(get(GetParam().target, GetParam().host)); }
+
+INSTANTIATE_TEST_SUITE_P(
+    All, MalformedHosts,
+    ::testing::Values(HostCase{"/", "a<b>", true, ""}, HostCase{"/", "10.5.50.1:99999", true, ""},
+                      HostCase{"/", "10.5.50.1:x", true, ""}, HostCase{"/", "a@b", true, ""},
+                      HostCase{"/", "a, b", true, ""}, HostCase{"/", ":80", true, ""},
+                      HostCase{"http://10.5.50.1/", "a b", true, ""},
+                      HostCase{"http://a@10.5.50.1/x", "10.5.50.1", true, ""},
+                      HostCase{"http://10.5.50.1:x/", "10.5.50.1", true, ""},
+                      HostCase{"http:///x", "10.5.50.1", true, ""},
+                      HostCase{"http://:80/", "10.5.50.1", true, ""},
+                      HostCase{"http://10.5.50.1#f", "10.5.50.1", true, ""}));
+
+TEST_F(RequestText, MalformedHostIsRefusedInTheOldProtocolToo) {
+  EXPECT_FALSE(fill("GET /x HTTP/1.0\r\nHost: a b\r\n\r\n"));
+}
 
 TEST_F(RequestText, FillsWhatTheServletReads) {
   facts_.flags = 0x82000000;

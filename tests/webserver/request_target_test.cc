@@ -63,7 +63,9 @@ TEST(RequestTarget, ConnectAndAsteriskFormsBelongToTheirMethods) {
   ASSERT_TRUE(parseTarget("a.example:443", "CONNECT", &target));
   EXPECT_EQ(target.authority, "a.example:443");
   EXPECT_EQ(target.path, "/");
-  EXPECT_FALSE(parseTarget("/x", "CONNECT", &target));
+  for (const char* text : {"/x", "a.example", "a.example:", "a.example:0", "http://a.example:1/"}) {
+    EXPECT_FALSE(parseTarget(text, "CONNECT", &target)) << text;
+  }
   ASSERT_TRUE(parseTarget("*", "OPTIONS", &target));
   EXPECT_EQ(target.path, "*");
   EXPECT_FALSE(parseTarget("*", "GET", &target));
@@ -74,6 +76,28 @@ TEST(RequestTarget, MalformedOnesAreRefused) {
                            "/%4", "/%4g", "/%zz", "/a%00b", "/%%41", "http://a/%0"}) {
     Target target;
     EXPECT_FALSE(parseTarget(text, "GET", &target)) << text;
+  }
+}
+
+TEST(RequestTarget, PathIsDecodedExactlyOnce) {
+  const struct {
+    const char* text;
+    const char* path;
+  } cases[] = {
+      {"/%2e%2e/x", "/../x"},
+      {"/..%2fx", "/../x"},
+      {"/%252e%252e/x", "/%2e%2e/x"},
+      {"/..%252fx", "/..%2fx"},
+      {"/%25%32%65/x", "/%2e/x"},
+      {"/%25252e/x", "/%252e/x"},
+      {"/a%2500", "/a%00"},
+      {"/a%25", "/a%"},
+      {"/%c0%ae%c0%ae/x", "/\xc0\xae\xc0\xae/x"},
+  };
+  for (const auto& each : cases) {
+    Target target;
+    ASSERT_TRUE(parseTarget(each.text, "GET", &target)) << each.text;
+    EXPECT_EQ(target.path, each.path) << each.text;
   }
 }
 
@@ -103,12 +127,15 @@ TEST(HostText, OnlyLegalCharactersPass) {
     EXPECT_TRUE(validHost(good)) << good;
   }
   for (const char* bad :
-       {"",     ":80",    "a b",     "a/b",      "a\r\nb",  "a<b",      "a\"b", "a'b", "a&b",
-        "a@b",  "a:b",    "a:80:80", "a:-1",     "a:65536", "a:100000", "[::1", "[]",  "[g]",
-        "::1]", "[::1]x", "a%20b",   "\xc3\xa9", "a\tb",    "a;b",      "a?b",  "a#b", "a\\b"}) {
+       {"",    ":80",  "a b",       "a/b",     "a\r\nb", "a<b",      "a\"b",     "a'b",
+        "a&b", "a@b",  "a:b",       "a:80:80", "a:-1",   "a:65536",  "a:100000", "[::1",
+        "[]",  "[g]",  "::1]",      "[::1]x",  "a%20b",  "\xc3\xa9", "a\tb",     "a;b",
+        "a?b", "a#b",  "a\\b",      ".",       ".a",     "a..b",     "..",       "a..",
+        "[:]", "[::1", "[1.2.3.4]", "[...]",   "[",      "[::1]:x"}) {
     EXPECT_FALSE(validHost(bad)) << bad;
   }
   EXPECT_FALSE(validHost(std::string_view("a\0b", 3)));
+  EXPECT_FALSE(validHost(std::string_view("[::1\0x]", 7)));
 }
 
 TEST(HostText, TheUsualPortIsDroppedAndAnotherKept) {
