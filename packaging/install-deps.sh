@@ -11,7 +11,7 @@ Groups:
   build   what the programs, the pages and ./run need
   test    what the tests need beyond that
   router  what the tests on the emulated router need beyond test
-  fuzz    what fuzzing needs beyond test
+  fuzz    what fuzzing needs beyond build
   clang   what a build with the newest clang needs beyond test
   coverage  what measuring coverage needs beyond test
   bench   what the measurements need beyond build
@@ -26,7 +26,7 @@ test=(
   libgtest-dev googletest chromium fonts-dejavu-core python3 binutils procps
   iproute2 nftables clang-format clang-tidy)
 router=(g++-mips-linux-gnu qemu-user)
-fuzz=(clang-22 libclang-rt-22-dev)
+fuzz=(clang-22 libclang-rt-22-dev libgtest-dev googletest)
 clang=(clang-22)
 coverage=(gcovr)
 bench=(libbenchmark-dev nginx-light wrk python3)
