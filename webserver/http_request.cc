@@ -21,6 +21,8 @@ bool HttpRequest::fill(const RequestParser& parser, const ConnectionFacts& facts
   std::string host;
   headers.getHeader("Host", &host);
   if (!host.empty() && !validHost(host)) return false;
+  // An empty Host field is of addresses that have no host, which no request of HTTP/1.1 is for.
+  if (host.empty() && parser.http11() && !target.hasAuthority) return false;
   if (target.hasAuthority) {
     host = target.authority;
     if (!validHost(host)) return false;

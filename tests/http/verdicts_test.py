@@ -1,0 +1,151 @@
+#!/usr/bin/env python3
+"""Plays requests/ against hotspot-web, nginx and lighttpd and compares what each made of them with verdicts/.
+
+verdicts_test.py [--record] [--only PREFIX]; --record writes down what was seen, and keeps the explanations.
+"""
+
+import argparse
+import asyncio
+import contextlib
+import re
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+import play
+import servers
+import verdicts
+from requests_file import read_requests, read_verdicts
+
+HERE = Path(__file__).parent
+WHO = ("hotspot", "portal", "nginx", "lighttpd")
+# Longer ones would take too long a byte at a time.
+BYTEWISE_LIMIT = 1500
+# Whether "100 Continue" is due, and whether a body that nobody reads is there when the answer goes out.
+DEPENDS_ON_PIECES = re.compile(rb"Expect:|/unread")
+
+
+def versions():
+    return {"nginx": servers.version(servers.NGINX, r"nginx/[\d.]+"),
+            "lighttpd": servers.version(servers.LIGHTTPD, r"lighttpd/[\d.]+")}
+
+
+async def play_everywhere(ports, entries, small):
+    plays = [play.play_all(ports[who], entries, 0) for who in WHO]
+    plays.append(play.play_all(ports["hotspot"], small, 10000, bytewise=True))
+    return await asyncio.gather(*plays)
+
+
+def gather(entries):
+    """who -> {name: verdict} for the four servers, and "bytewise" for hotspot-web once more."""
+    small = [one for one in entries
+             if len(one.data()) <= BYTEWISE_LIMIT and not one.how & {"bytes", "alone"}
+             and not DEPENDS_ON_PIECES.search(one.data())]
+    with tempfile.TemporaryDirectory(prefix="hotspot-http-") as name:
+        directory = Path(name)
+        with contextlib.ExitStack() as stack:
+            running = {
+                "hotspot": servers.start_seen(stack, directory / "seen"),
+                "portal": servers.start_portal(stack, directory / "portal"),
+                "nginx": servers.start_nginx(stack, directory / "nginx"),
+                "lighttpd": servers.start_lighttpd(stack, directory / "lighttpd"),
+            }
+            ports = {who: server.port for who, server in running.items()}
+            played = asyncio.run(play_everywhere(ports, entries, small))
+            for server in running.values():
+                server.check()
+        seen = {who: verdicts.hotspot_log(running[who].access_log) for who in WHO[:2]}
+        seen |= {who: verdicts.reference_log(directory / who / "access.log") for who in WHO[2:]}
+    for results in played:
+        for entry, one in results.items():
+            if servers.SECRET.encode() in one.answer:
+                sys.exit(f"{entry}: a file outside of the page directory was served")
+    who_played = dict(zip((*WHO, "bytewise"), played))
+    seen["bytewise"] = seen["hotspot"]
+    return {who: {name: verdicts.verdict(f"{name} {who}", one, seen[who][one.client])
+                  for name, one in results.items()}
+            for who, results in who_played.items()}
+
+
+def differs(record):
+    return len({tuple(verdicts.compared(record[who])) for who in ("hotspot", "nginx", "lighttpd")}) > 1
+
+
+def check_hotspot(name, found):
+    """What holds of hotspot-web's verdicts whatever was written down."""
+    seen = found["hotspot"][name]
+    again = found["bytewise"].get(name, seen)
+    if again != seen:
+        yield f"{name}: hotspot-web's verdict is {seen!r}, a byte at a time {again!r}"
+
+
+def check(name, record, found, known):
+    if not record:
+        yield f"{name}: no verdict is written down; verdicts_test.py --record"
+        return
+    for who in WHO:
+        now, then = found[who][name], record.get(who)
+        if now != then:
+            whose = (f"the verdict of {known[who]}, which is not ours to mend," if who in known else
+                     {"hotspot": "hotspot-web's verdict", "portal": "the portal's answer"}[who])
+            yield f"{name}: {whose} was {then!r} and is now {now!r}"
+    if differs(record) and "why" not in record:
+        yield f"{name}: the servers differ and no line says why"
+    if not differs(record) and "why" in record:
+        yield f"{name}: the servers agree, and a line explains a difference"
+
+
+def write(entries, found, records):
+    """Writes verdicts/ anew: a file for each of requests/."""
+    texts = {}
+    for entry in entries:
+        name = entry.name
+        lines = texts.setdefault(name.split(".")[0], [])
+        record = {who: found[who][name] for who in WHO}
+        why = records.get(name, {}).get("why")
+        lines.append(f"\n== {name}")
+        lines += [f"{who:<8} {record[who]}" for who in WHO]
+        if differs(record):
+            lines.append(f"why      {why}" if why else "# why is not written down yet")
+        elif why:
+            print(f"{name}: the servers agree; dropped: {why}")
+    for stem, lines in texts.items():
+        (HERE / "verdicts" / f"{stem}.txt").write_text("\n".join(lines).lstrip("\n") + "\n")
+
+
+def main():
+    options = argparse.ArgumentParser()
+    options.add_argument("--record", action="store_true")
+    options.add_argument("--only", default="", help="entries whose name begins so")
+    args = options.parse_args()
+    entries = list(read_requests(HERE / "requests").values())
+    records = read_verdicts(HERE / "verdicts")
+    known = versions()
+    begun = time.monotonic()
+    played = [one for one in entries if one.name.startswith(args.only)]
+    found = gather(played)
+    if args.record:
+        write(played, found, records)
+        (HERE / "verdicts/versions").write_text("".join(f"{v}\n" for v in known.values()))
+        return 0
+
+    problems = []
+    written = (HERE / "verdicts/versions").read_text("ascii").split()
+    if written != list(known.values()):
+        print(f"verdicts were written down with {written}, these are {list(known.values())}")
+    for entry in played:
+        problems += check_hotspot(entry.name, found)
+        problems += check(entry.name, records.get(entry.name), found, known)
+    problems += [f"{name}: a verdict without a request"
+                 for name in records.keys() - {one.name for one in entries}]
+    for problem in problems:
+        print(problem)
+    print(f"{len(played)} requests, {len(problems)} problems, "
+          f"{sum('why' in record for record in records.values())} differences explained, "
+          f"{time.monotonic() - begun:.1f} s")
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
