@@ -10,85 +10,25 @@
 #include <iterator>
 #include <string>
 
+#include "bench/visit.h"
 #include "servlet/hs_conn.h"
 #include "servlet/hsrv.h"
-#include "template/text_scan.h"
-#include "webserver/body_stream.h"
 
 namespace {
 
 constexpr std::size_t kPlainBytes = 65536;
-constexpr std::uint32_t kAddress = 0x02320a0a;
 
 std::string pagePath;
 std::string page;
 
-// Of a client that has to log in, as the manager of a small portal gives it.
-nv::message loginReply() {
-  nv::message reply;
-  reply.insert_u32(0x08000450, 0);
-  reply.insert_bool(0x00000452, false);
-  reply.insert_string(0x2000044d, pagePath.substr(0, pagePath.rfind('/') + 1));
-  reply.insert_string(0x2000044e, "portal.example.net");
-  reply.insert_be32(0x0800044f, kAddress);
-  reply.insert_string(0x20000458, "Example hotspot");
-  reply.insert_raw(0x3000000b, {0x00, 0x1a, 0x2b, 0x3c, 0x4d, 0x5e});
-  reply.insert_bool(0x00000451, false);
-  reply.insert_string(0x2000041b, "1abcdefghijklmnop");
-  return reply;
-}
-
-class BenchContext : public Context {
- public:
-  nv::message sendRequest(nv::message&, unsigned) override { return reply_; }
-
- private:
-  const nv::message reply_ = loginReply();
-};
-
-class BenchRequest : public Request {
- public:
-  BenchRequest() {
-    method = kMethodGet;
-    protocol = kProtoHttp;
-    path = "/login";
-    relPath = "login";
-    hasRelPath = true;
-    clientAddr = kAddress;
-    localAddr = kAddress;
-    headers.addHeader("Host", "portal.example.net", false);
-    headers.addHeader("User-Agent", "Mozilla/5.0", false);
-  }
-  bool getDstHost(std::string&) const override { return false; }
-  bool readPostData(std::string&, unsigned int) const override { return false; }
-  void initOrigDst() const override {}
-};
-
-class BenchResponse : public Response {
- public:
-  void setStatus(int, const std::string&) override {}
-  void sendError(int status, const std::string&) override {
-    std::fprintf(stderr, "bench-render: the module answered %d\n", status);
-    std::exit(1);
-  }
-  std::ostream* getBufferedOutput(bool) override { return &body; }
-  std::ostream* getOutput() override { return &body; }
-
-  web::BodyStream body;
-};
-
-struct Visit {
-  BenchContext context;
-  BenchRequest request;
-  BenchResponse response;
-};
+nv::message loginReply() { return bench::loginReply(pagePath.substr(0, pagePath.rfind('/') + 1)); }
 
 void countBytes(benchmark::State& state, std::size_t bytesEach) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytesEach));
 }
 
 void variables(benchmark::State& state) {
-  Visit visit;
+  bench::Visit visit(loginReply());
   const nv::message reply = loginReply();
   while (state.KeepRunning()) {
     HsConn conn{visit.context, visit.request, visit.response};
@@ -98,7 +38,7 @@ void variables(benchmark::State& state) {
 BENCHMARK(variables);
 
 void loginPageRendered(benchmark::State& state) {
-  Visit visit;
+  bench::Visit visit(loginReply());
   HsConn conn{visit.context, visit.request, visit.response};
   conn.initCfg("login", loginReply());
   while (state.KeepRunning()) {
@@ -111,7 +51,7 @@ BENCHMARK(loginPageRendered);
 
 // From the command to the page, with the file opened, mapped and unmapped each time.
 void loginPageServed(benchmark::State& state) {
-  Visit visit;
+  bench::Visit visit(loginReply());
   HSrv servlet;
   while (state.KeepRunning()) {
     visit.response.body.reset();
@@ -122,17 +62,8 @@ void loginPageServed(benchmark::State& state) {
 }
 BENCHMARK(loginPageServed);
 
-void plainTextSkipped(benchmark::State& state) {
-  const std::string text(kPlainBytes, 'x');
-  while (state.KeepRunning()) {
-    benchmark::DoNotOptimize(findSpecial(text.data(), text.data() + text.size()));
-  }
-  countBytes(state, text.size());
-}
-BENCHMARK(plainTextSkipped);
-
 void plainTextRendered(benchmark::State& state) {
-  Visit visit;
+  bench::Visit visit(loginReply());
   HsConn conn{visit.context, visit.request, visit.response};
   const std::string text(kPlainBytes, 'x');
   while (state.KeepRunning()) {

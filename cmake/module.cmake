@@ -15,7 +15,6 @@ set(HOTSPOT_MODULE_SOURCES
   template/directive.cc
   template/format.cc
   template/page_files.cc
-  template/text_scan.cc
   template/use_env.cc
   template/var_val.cc
   template/escape.cc

@@ -1,9 +1,7 @@
 #include "template/directive.h"
 
-#include <algorithm>
 #include <string_view>
 
-#include "template/text_scan.h"
 #include "template/var_val.h"
 
 const char* const cmdStr[5] = {"none", "if", "elif", "else", "endif"};
@@ -29,9 +27,10 @@ constexpr std::size_t kMaxWords = 4;
 
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
-bool opensCondition(std::string_view word) {
-  return word == cmdStr[kCmdIf] || word == cmdStr[kCmdElif];
-}
+constexpr std::string_view kIf = "if";
+constexpr std::string_view kElif = "elif";
+
+bool opensCondition(std::string_view word) { return word == kIf || word == kElif; }
 
 // Takes one pair of enclosing quotes off a comparison value.
 void removeQuotes(std::string* value) {
@@ -44,17 +43,25 @@ void removeQuotes(std::string* value) {
 
 }  // namespace
 
-const char* LookAhead::closer(const char* at, const char* end) {
-  if (closer_ < at) closer_ = findCloser(at, end);
-  return closer_;
-}
+LookAhead::LookAhead(const char* start, const char* end,
+                     const std::map<std::string, std::string>& env)
+    : end_(end),
+      backslash_('\\', start, end),
+      dollar_('$', start, end),
+      percent_('%', start, end),
+      parenthesis_(')', start, end),
+      wordStart_(start),
+      wordEnd_(start),
+      nextWord_(start),
+      env_(env) {}
 
 const char* LookAhead::wordEnd(const char* at, const char* closer) {
   if (at < wordStart_ || wordEnd_ <= at) {
     wordStart_ = at;
-    wordEnd_ = findBlank(at, closer);
-    nextWord_ = wordEnd_;
-    while (nextWord_ < closer && isBlank(*nextWord_)) ++nextWord_;
+    while (at < closer && !isBlank(*at)) ++at;
+    wordEnd_ = at;
+    while (at < closer && isBlank(*at)) ++at;
+    nextWord_ = at;
   }
   return wordEnd_;
 }
@@ -69,7 +76,7 @@ bool LookAhead::mayBeReference(std::size_t length) {
 bool readTokens(const char** cursor, const char* end, std::vector<std::string>* words,
                 LookAhead* ahead) {
   const char* at = *cursor;
-  const char* const closer = ahead->closer(at, end);
+  const char* const closer = ahead->closer(at);
   if (closer == end) return false;
 
   while (at < closer && isBlank(*at)) ++at;
@@ -94,14 +101,14 @@ bool readTokens(const char** cursor, const char* end, std::vector<std::string>* 
 bool parseTokens(std::vector<std::string>& words, SCmd* kind, const std::string** name,
                  const std::string** value, bool* equal) {
   if (words.size() == 1) {
-    const std::string& word = words[0];
-    *kind = word == cmdStr[kCmdElse] ? kCmdElse : word == cmdStr[kCmdEndif] ? kCmdEndif : kCmdNone;
-    if (*kind == kCmdNone) *name = &word;
+    const std::string_view word = words[0];
+    *kind = word == "else" ? kCmdElse : word == "endif" ? kCmdEndif : kCmdNone;
+    if (*kind == kCmdNone) *name = &words[0];
     return true;
   }
   if (words.size() != 2 && words.size() != 4) return false;
   if (!opensCondition(words[0])) return false;
-  *kind = words[0] == cmdStr[kCmdIf] ? kCmdIf : kCmdElif;
+  *kind = words[0] == kIf ? kCmdIf : kCmdElif;
   *name = &words[1];
   if (words.size() == 2) return true;
   const std::string& op = words[2];

@@ -73,14 +73,17 @@ std::string doEscapeString(const std::string& s) {
 
 std::string xmlEscapeString(const std::string& s) {
   std::string result;
-  std::size_t copied = 0;
-  for (;;) {
-    const std::size_t special = s.find_first_of("<>&", copied);
-    if (special == std::string::npos) break;
-    result.append(s, copied, special - copied);
-    result += s[special] == '<' ? "&lt;" : s[special] == '>' ? "&gt;" : "&amp;";
-    copied = special + 1;
+  result.reserve(s.size());
+  for (const char c : s) {
+    if (c == '<') {
+      result += "&lt;";
+    } else if (c == '>') {
+      result += "&gt;";
+    } else if (c == '&') {
+      result += "&amp;";
+    } else {
+      result += c;
+    }
   }
-  result.append(s, copied);
   return result;
 }

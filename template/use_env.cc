@@ -7,7 +7,6 @@
 #include "servlet/debug_out.h"
 #include "servlet/hs_conn.h"
 #include "template/directive.h"
-#include "template/text_scan.h"
 #include "template/var_val.h"
 
 namespace {
@@ -25,7 +24,7 @@ class Renderer {
         out_(out),
         esc_(esc),
         run_(start),
-        ahead_(start, env) {
+        ahead_(start, end, env) {
     setLive(out != nullptr);
   }
 
@@ -73,7 +72,7 @@ class Renderer {
 const char* Renderer::render() {
   const char* cursor = run_;
   for (;;) {
-    const char* const special = findSpecial(cursor, end_);
+    const char* const special = ahead_.special(cursor);
     if (end_ - special < 2) break;
     const bool dollar = *special == '$';
     if (*special == '\\' || (dollar && special[1] != '(')) {

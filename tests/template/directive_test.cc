@@ -21,7 +21,7 @@ struct Read {
 Read read(const std::string& text, bool dropped = false) {
   const std::map<std::string, std::string> env;
   const std::string whole = "%" + text;
-  LookAhead ahead(whole.data(), env);
+  LookAhead ahead(whole.data(), whole.data() + whole.size(), env);
   ahead.setDropped(dropped);
   const char* cursor = whole.data() + 1;
   Read result{};
