@@ -7,8 +7,8 @@ from dataclasses import dataclass
 
 AT_ONCE = 48
 PAUSE_SECS = 0.03
-WORD_SECS = 2  # how long a client waits for a word before it goes on
-PATIENCE_SECS = 20  # longer than any server here waits for a silent client
+WORD_SECS = 4  # how long a client waits for a word before it goes on
+PATIENCE_SECS = 90  # longer than any server here waits for a silent client
 
 
 @dataclass

@@ -15,10 +15,6 @@ NGINX = os.environ.get("HOTSPOT_NGINX", "nginx")
 LIGHTTPD = os.environ.get("HOTSPOT_LIGHTTPD", "lighttpd")
 SECRET = "this text lies outside of every page directory"
 
-# Seconds after which a server gives a silent client up.
-TIMEOUT_SECS = 4
-
-
 def eventually(what, probe, within=20.0):
     end = time.monotonic() + within
     while True:
@@ -110,11 +106,9 @@ port = 0
         return re.search(r"listening on http://127\.0\.0\.1:(\d+)\n", text_of(self.output))
 
 
-TIMEOUTS = f"""
-header-timeout = {TIMEOUT_SECS}
-body-timeout = {TIMEOUT_SECS}
-idle-timeout = {TIMEOUT_SECS}
-"""
+def timeouts(secs):
+    """Settings of hotspot-web that give a silent client up after so many seconds."""
+    return "".join(f"{name}-timeout = {secs}\n" for name in ("header", "body", "idle"))
 
 
 def add_literal_names(pages):
@@ -125,7 +119,7 @@ def add_literal_names(pages):
         path.write_text(f"the file {name}\n")
 
 
-def start_portal(stack, directory, settings=TIMEOUTS):
+def start_portal(stack, directory, settings):
     """The real module, pages and manager behind hotspot-web."""
     directory.mkdir()
     pages = directory / "pages"
@@ -157,9 +151,9 @@ html-dir = "{pages}/"
 {settings}""")
 
 
-def start_seen(stack, directory):
+def start_seen(stack, directory, settings):
     """hotspot-web with a module that tells what reached it."""
-    return HotspotWeb(stack, directory, os.environ["HOTSPOT_SEEN_SERVLET"], TIMEOUTS)
+    return HotspotWeb(stack, directory, os.environ["HOTSPOT_SEEN_SERVLET"], settings)
 
 
 def make_pages(directory):
@@ -186,7 +180,7 @@ class Reference(Program):
         self.check()
 
 
-def start_nginx(stack, directory):
+def start_nginx(stack, directory, timeout_secs):
     pages = make_pages(directory)
     config = directory / "nginx.conf"
     return Reference(
@@ -200,9 +194,9 @@ events {{ worker_connections 768; }}
 http {{
   log_format seen escape=json '$remote_addr "$status" "$request" "$uri" "$args" "$host" "$bytes_sent"';
   access_log {directory}/access.log seen;
-  client_header_timeout {TIMEOUT_SECS}s;
-  client_body_timeout {TIMEOUT_SECS}s;
-  keepalive_timeout {TIMEOUT_SECS}s;
+  client_header_timeout {timeout_secs}s;
+  client_body_timeout {timeout_secs}s;
+  keepalive_timeout {timeout_secs}s;
   lingering_timeout 1s;
   default_type text/plain;
   client_body_temp_path {directory}/t1;
@@ -220,7 +214,7 @@ http {{
 """)
 
 
-def start_lighttpd(stack, directory):
+def start_lighttpd(stack, directory, timeout_secs):
     pages = make_pages(directory)
     # A static page is answered without a look at the body: a script has it read, and tells its length.
     (pages / "a").write_text("printf 'X-Length: %s\\r\\nContent-Length: 0\\r\\n\\r\\n' $CONTENT_LENGTH\n")
@@ -233,8 +227,8 @@ server.port = PORT
 server.document-root = "{pages}"
 index-file.names = ( "index.html" )
 server.errorlog = "{directory}/error.log"
-server.max-read-idle = {TIMEOUT_SECS}
-server.max-keep-alive-idle = {TIMEOUT_SECS}
+server.max-read-idle = {timeout_secs}
+server.max-keep-alive-idle = {timeout_secs}
 accesslog.filename = "{directory}/access.log"
 accesslog.format = "%h \\"%s\\" \\"%r\\" \\"%U\\" \\"%q\\" \\"%{{Host}}i\\" \\"%O\\""
 """)

@@ -22,6 +22,8 @@ HERE = Path(__file__).parent
 WHO = ("hotspot", "portal", "nginx", "lighttpd")
 # Longer ones would take too long a byte at a time.
 BYTEWISE_LIMIT = 1500
+# Seconds after which the servers give a silent client up: one that will say more, and one that will not.
+PATIENT_SECS, HASTY_SECS = 60, 4
 # Whether "100 Continue" is due, and whether a body that nobody reads is there when the answer goes out.
 DEPENDS_ON_PIECES = re.compile(rb"Expect:|/unread")
 
@@ -31,41 +33,59 @@ def versions():
             "lighttpd": servers.version(servers.LIGHTTPD, r"lighttpd/[\d.]+")}
 
 
-async def play_everywhere(ports, entries, small):
-    plays = [play.play_all(ports[who], entries, 0) for who in WHO]
-    plays.append(play.play_all(ports["hotspot"], small, 10000, bytewise=True))
-    return await asyncio.gather(*plays)
+class Fleet:
+    """The four servers, with one time-out for silent clients."""
+
+    def __init__(self, stack, directory, timeout_secs):
+        directory.mkdir()
+        settings = servers.timeouts(timeout_secs)
+        self.directory = directory
+        self.servers = {
+            "hotspot": servers.start_seen(stack, directory / "seen", settings),
+            "portal": servers.start_portal(stack, directory / "portal", settings),
+            "nginx": servers.start_nginx(stack, directory / "nginx", timeout_secs),
+            "lighttpd": servers.start_lighttpd(stack, directory / "lighttpd", timeout_secs),
+        }
+
+    async def play(self, entries, small):
+        """Plays `entries` against all, and `small` a byte at a time against hotspot-web."""
+        plays = [play.play_all(self.servers[who].port, entries, 0) for who in WHO]
+        plays.append(play.play_all(self.servers["hotspot"].port, small, 10000, bytewise=True))
+        self.played = dict(zip((*WHO, "bytewise"), await asyncio.gather(*plays)))
+        for server in self.servers.values():
+            server.check()
+
+    def verdicts(self):
+        """who -> {name: verdict}. REQUIRES: the servers have ended, so that their logs are whole."""
+        seen = {who: verdicts.hotspot_log(self.servers[who].access_log) for who in WHO[:2]}
+        seen |= {who: verdicts.reference_log(self.directory / who / "access.log") for who in WHO[2:]}
+        seen["bytewise"] = seen["hotspot"]
+        for results in self.played.values():
+            for name, one in results.items():
+                if servers.SECRET.encode() in one.answer:
+                    sys.exit(f"{name}: a file outside of the page directory was served")
+        return {who: {name: verdicts.verdict(f"{name} {who}", one, seen[who][one.client])
+                      for name, one in results.items()}
+                for who, results in self.played.items()}
+
+
+async def play_fleets(patient, hasty, entries):
+    small = [one for one in entries
+             if len(one.data()) <= BYTEWISE_LIMIT and not one.how & {"bytes", "alone"}
+             and not DEPENDS_ON_PIECES.search(one.data())]
+    await asyncio.gather(patient.play([one for one in entries if "stay" not in one.how], small),
+                         hasty.play([one for one in entries if "stay" in one.how], []))
 
 
 def gather(entries):
     """who -> {name: verdict} for the four servers, and "bytewise" for hotspot-web once more."""
-    small = [one for one in entries
-             if len(one.data()) <= BYTEWISE_LIMIT and not one.how & {"bytes", "alone"}
-             and not DEPENDS_ON_PIECES.search(one.data())]
     with tempfile.TemporaryDirectory(prefix="hotspot-http-") as name:
-        directory = Path(name)
         with contextlib.ExitStack() as stack:
-            running = {
-                "hotspot": servers.start_seen(stack, directory / "seen"),
-                "portal": servers.start_portal(stack, directory / "portal"),
-                "nginx": servers.start_nginx(stack, directory / "nginx"),
-                "lighttpd": servers.start_lighttpd(stack, directory / "lighttpd"),
-            }
-            ports = {who: server.port for who, server in running.items()}
-            played = asyncio.run(play_everywhere(ports, entries, small))
-            for server in running.values():
-                server.check()
-        seen = {who: verdicts.hotspot_log(running[who].access_log) for who in WHO[:2]}
-        seen |= {who: verdicts.reference_log(directory / who / "access.log") for who in WHO[2:]}
-    for results in played:
-        for entry, one in results.items():
-            if servers.SECRET.encode() in one.answer:
-                sys.exit(f"{entry}: a file outside of the page directory was served")
-    who_played = dict(zip((*WHO, "bytewise"), played))
-    seen["bytewise"] = seen["hotspot"]
-    return {who: {name: verdicts.verdict(f"{name} {who}", one, seen[who][one.client])
-                  for name, one in results.items()}
-            for who, results in who_played.items()}
+            patient = Fleet(stack, Path(name) / "patient", PATIENT_SECS)
+            hasty = Fleet(stack, Path(name) / "hasty", HASTY_SECS)
+            asyncio.run(play_fleets(patient, hasty, entries))
+        found, more = patient.verdicts(), hasty.verdicts()
+        return {who: found[who] | more[who] for who in found}
 
 
 def differs(record):
