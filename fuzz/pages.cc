@@ -71,4 +71,9 @@ const std::string& pageDirectory() {
   return kPages.path;
 }
 
+void checkNothingOutside(const std::string& answer, const std::string& input) {
+  check(answer.find(kOutside) == std::string::npos || input.find("outside") != std::string::npos,
+        "nothing outside the page directory is read");
+}
+
 }  // namespace fuzz

@@ -16,6 +16,10 @@ constexpr char kOutside[] = "<outside the page directory>";
 // at the end of the process. Ends with '/'.
 const std::string& pageDirectory();
 
+// Ends the process when the answer holds what stands outside the page directory, unless the input
+// does: libFuzzer takes what it sees compared for words worth trying.
+void checkNothingOutside(const std::string& answer, const std::string& input);
+
 }  // namespace fuzz
 
 #endif  // FUZZ_PAGES_H_

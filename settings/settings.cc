@@ -13,7 +13,7 @@ namespace {
 Result failed(const std::string& text) {
   Result result;
   result.exitCode = 1;
-  result.text = text;
+  result.text = oneLine(text);
   return result;
 }
 
@@ -29,6 +29,14 @@ std::vector<CLI::Option*> takeRequired(CLI::App& app) {
 }
 
 }  // namespace
+
+std::string oneLine(std::string text) {
+  for (char& c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7f) c = ' ';
+  }
+  return text;
+}
 
 std::string Result::where(const std::string& key) const {
   const auto line = lines.find(key);

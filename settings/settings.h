@@ -69,6 +69,10 @@ struct Result {
 Result parse(CLI::App& app, int argc, const char* const* argv, const std::string& defaultFile,
              const std::vector<Blocks>& blocks = {});
 
+// The text of a mistake, with a blank for each control character: keys and values that it repeats
+// may hold line ends.
+std::string oneLine(std::string text);
+
 // Prints what a Result that does not run has to say; returns its exit code.
 int finish(const Result& result);
 

@@ -190,7 +190,7 @@ settings::Result readConfig(int argc, const char* const* argv, Config* config) {
   } catch (const ConfigError& error) {
     result.run = false;
     result.exitCode = 1;
-    result.text = error.what();
+    result.text = settings::oneLine(error.what());
   }
   return result;
 }

@@ -161,6 +161,14 @@ TEST_F(Settings, ErrorsNameFileLineAndKey) {
   }
 }
 
+TEST_F(Settings, ErrorIsOneLineWhateverTheFileHolds) {
+  // errorOf() fails the test for a second line.
+  EXPECT_EQ(errorOf("debug = t\n"),
+            "a.toml:1: not valid TOML: Error while parsing boolean: expected 'true', saw 't '");
+  EXPECT_EQ(errorOf("\"a\\nb\" = 1\n").substr(0, 30), "a.toml:1: a b: no such setting");
+  EXPECT_EQ(errorOf("[[listen]]\n\"a\\u007f\" = 1\n").substr(0, 24), "a.toml:2: [[listen]] a :");
+}
+
 TEST_F(Settings, AFileIsCheckedAlsoWhereTheCommandLineWins) {
   write("port = \"x\"\n");
   EXPECT_FALSE(parse({"--port", "2"}, file_).run);
