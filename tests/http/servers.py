@@ -145,10 +145,12 @@ dns-name = "p"
         return subprocess.run(show, capture_output=True, check=False).returncode == 0
 
     eventually("hotspot-manager answers", ready)
-    return HotspotWeb(stack, directory / "web", BUILD / "lib/hotspot.so", f"""
+    web = HotspotWeb(stack, directory / "web", BUILD / "lib/hotspot.so", f"""
 manager-socket = "{directory}/portal.sock"
 html-dir = "{pages}/"
 {settings}""")
+    web.manager = manager
+    return web
 
 
 def start_seen(stack, directory, settings):

@@ -93,7 +93,7 @@ TEST(ManagerKilled, AtAnyMomentKeepsWhatItAnswered) {
   ASSERT_EQ(errorText(manager.askAdmin("user.add", R"({"name":"ann","password":"secret"})")), "");
   ASSERT_EQ(errorText(manager.askAdmin("profile.set", R"({"name":"default","shared-users":0})")),
             "");
-  std::mt19937 random(1);
+  std::mt19937 random(static_cast<unsigned>(testing::UnitTest::GetInstance()->random_seed()));
   std::map<std::uint32_t, Guest> guests[kVisitors];
   std::size_t kept = 0;
   std::uint64_t usedBefore = 0;
