@@ -28,13 +28,13 @@ class Parsed {
   }
 
   bool body(const std::string& text) {
-    std::string body;
-    parser.readBodyInto(&body, 1000);
+    parser.readBodyInto(&taken, 1000);
     parser.put(boost::asio::const_buffer(text.data(), text.size()), error);
     return !error && parser.is_done();
   }
 
   Headers headers;
+  std::string taken;  // of the body
   boost::beast::error_code error;
   RequestParser parser;
 };
