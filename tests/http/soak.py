@@ -178,7 +178,7 @@ def main():
         wrong.append("not every kind of answer was met")
     if statuses.keys() & {500, 502, 503}:
         wrong.append("answers that tell of trouble")
-    sys.exit("\n".join(wrong))
+    sys.exit("\n".join(wrong) or 0)
 
 
 if __name__ == "__main__":
