@@ -6,29 +6,13 @@
 
 #include "fuzz/check.h"
 #include "servlet/cookies.h"
+#include "tests/servlet/naive_params.h"
 #include "tests/support/fake_host.h"
 #include "tests/template/naive_format.h"
 
 namespace {
 
 constexpr char kDefault[] = "(default)";
-
-bool isBlank(char c) { return c == ' ' || c == '\t'; }
-
-std::string readNaively(const std::string& header, const std::string& name) {
-  for (std::size_t at = 0; at + name.size() < header.size(); ++at) {
-    if (header.compare(at, name.size() + 1, name + "=") != 0) continue;
-    if (at > 0 && header[at - 1] != ';' && !isBlank(header[at - 1])) continue;
-    std::string value;
-    for (std::size_t i = at + name.size() + 1; i < header.size() && header[i] != ';'; ++i) {
-      value += header[i];
-    }
-    while (!value.empty() && isBlank(value.front())) value.erase(0, 1);
-    while (!value.empty() && isBlank(value.back())) value.pop_back();
-    return naive::fixString(value);
-  }
-  return kDefault;
-}
 
 std::uint32_t numberOf(const std::string& value) {
   const char* end = nullptr;
@@ -41,13 +25,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size > 8192) return 0;  // the naive reader compares at each place
   const std::string header = fuzz::textOf(data, size);
   for (const std::string& name : {std::string(kLoginCookie), std::string("a"), std::string()}) {
-    fuzz::checkEqual(getCookie(header, name, kDefault), readNaively(header, name),
+    fuzz::checkEqual(getCookie(header, name, kDefault), naive::cookie(header, name, kDefault),
                      "a cookie's value is what the header says");
   }
 
   fake::FakeRequest req;
   req.headers.addHeader("Cookie", header, false);
-  const std::string value = readNaively(header, kLoginCookie);
+  const std::string value = naive::cookie(header, kLoginCookie, kDefault);
   fuzz::check(getCookieId(req) == (value == kDefault ? 0 : numberOf(value)),
               "the login cookie is a decimal number");
 

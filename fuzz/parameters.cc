@@ -11,47 +11,16 @@
 #include "servlet/hs_conn.h"
 #include "servlet/hsrv.h"
 #include "servlet/params.h"
+#include "tests/servlet/naive_params.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/messages.h"
 #include "tests/support/page_dir.h"
-#include "tests/template/naive_format.h"
 
 namespace {
 
 using Map = HsConn::StringMap;
 
 constexpr std::uint32_t kPageDirectory = 0x2000044d;
-
-void addNaively(const std::string& text, Map* params) {
-  std::size_t at = 0;
-  while (true) {
-    while (at < text.size() && (text[at] == '&' || text[at] == ' ')) ++at;
-    std::string key;
-    while (at < text.size() && text[at] != '=') {
-      key += text[at] >= 'A' && text[at] <= 'Z' ? static_cast<char>(text[at] + 32) : text[at];
-      ++at;
-    }
-    if (at == text.size()) return;
-    ++at;
-    std::string value;
-    while (at < text.size() && text[at] != '&') value += text[at++];
-    (*params)[key] = naive::fixString(value);
-    if (at == text.size()) return;
-  }
-}
-
-std::string cleanedNaively(const std::string& dir) {
-  for (std::size_t i = 0; i + 1 < dir.size(); ++i) {
-    if (dir[i] == '.' && dir[i + 1] == '.') return "";
-  }
-  if (dir.empty()) return "";
-  std::size_t slashes = 0;
-  while (slashes < dir.size() && dir[slashes] == '/') ++slashes;
-  if (slashes == dir.size()) return "/";
-  std::string middle = slashes == 0 ? dir : dir.substr(slashes + 1);
-  while (!middle.empty() && middle.back() == '/') middle.pop_back();
-  return middle + "/";
-}
 
 std::string textOf(const Map& params) {
   std::string text;
@@ -82,11 +51,11 @@ void parse(const std::string& query, const std::string& body) {
   Map expected;
   for (const std::string& text : {body, query}) {
     conn.setQueryParams(text);
-    addNaively(text, &expected);
+    naive::addParams(text, &expected);
     fuzz::checkEqual(textOf(conn.params), textOf(expected), "parameters are what the text says");
   }
   for (auto [key, value] : expected) {
-    const std::string clean = cleanedNaively(value);
+    const std::string clean = naive::cleanDir(value);
     cleanupDir(&value);
     fuzz::checkEqual(value, clean, "a directory is cleaned as the rules say");
     fuzz::check(value.find("..") == std::string::npos, "a clean directory leads nowhere else");
@@ -103,7 +72,7 @@ void checkLogin(const nv::message& command, const Map& params) {
   fuzz::checkEqual(command.get_string(kFieldDomain, "(none)"), valueOf(params, "domain"),
                    "the domain goes to the manager");
   fuzz::checkEqual(command.get_string(kFieldTargetDir, ""),
-                   cleanedNaively(valueOf(params, "target")), "the target directory is clean");
+                   naive::cleanDir(valueOf(params, "target")), "the target directory is clean");
 }
 
 void visit(const std::string& query, const std::string& body) {
@@ -125,8 +94,8 @@ void visit(const std::string& query, const std::string& body) {
     return;
   }
   Map params;
-  addNaively(body, &params);
-  addNaively(query, &params);
+  naive::addParams(body, &params);
+  naive::addParams(query, &params);
   fuzz::check(ctx.commands.size() == 1, "a login asks the manager once");
   checkLogin(ctx.commands[0].fields, params);
   // A NUL ends the path for the system: the directory in front of it is no file.

@@ -8,21 +8,10 @@
 
 #include "template/escape.h"
 #include "template/format.h"
+#include "tests/support/short_texts.h"
 #include "tests/template/naive_format.h"
 
 namespace {
-
-// Calls `visit` with every text of at most `most` characters of `alphabet`, while it returns true.
-template <typename Visit>
-bool forEachText(const std::string& alphabet, std::size_t most, const std::string& start,
-                 const Visit& visit) {
-  if (!visit(start)) return false;
-  if (most == 0) return true;
-  for (const char c : alphabet) {
-    if (!forEachText(alphabet, most - 1, start + c, visit)) return false;
-  }
-  return true;
-}
 
 bool sameFixed(const std::string& text) {
   EXPECT_EQ(fixString(text), naive::fixString(text)) << text;
