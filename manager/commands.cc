@@ -55,8 +55,11 @@ void Portal::receive(const nv::message& request, const Responder& respond) {
   Client client;
   client.address = request.get_u32(portal::kClientAddress, 0);
   client.mac = neighbours_.find(client.address, mayBind(request));
-  spdlog::debug("command {} of {} target=\"{}\"", command, addressText(client.address),
-                logText(request.get_string(portal::kTargetDir, "")));
+  if (spdlog::should_log(spdlog::level::debug)) {
+    spdlog::debug("command {} of {} target=\"{}\" to={}", command, addressText(client.address),
+                  logText(request.get_string(portal::kTargetDir, "")),
+                  originalDestination(request));
+  }
   const std::uint32_t scope = request.get_u32(portal::kScope, 0);
   switch (command) {
     case portal::kLogin:

@@ -11,6 +11,12 @@ std::string Client::key() const { return mac.empty() ? addressText(address) : ma
 
 std::string Login::account() const { return domain.empty() ? user : user + "@" + domain; }
 
+std::string originalDestination(const nv::message& request) {
+  if (!request.size_u32(portal::kOriginalAddress)) return {};
+  return addressText(request.get_u32(portal::kOriginalAddress, 0)) + ":" +
+         std::to_string(request.get_u32(portal::kOriginalPort, 0));
+}
+
 Login loginOf(const nv::message& request, const Client& client) {
   Login login;
   login.client = client;
@@ -21,10 +27,7 @@ Login loginOf(const nv::message& request, const Client& client) {
   login.overHttps = request.get_bool(portal::kOverHttps, false);
   const std::vector<unsigned char> attributes = request.get_raw(portal::kRadiusAttributes, {});
   login.radiusAttributes.assign(attributes.begin(), attributes.end());
-  if (request.size_u32(portal::kOriginalAddress)) {
-    login.originalDestination = addressText(request.get_u32(portal::kOriginalAddress, 0)) + ":" +
-                                std::to_string(request.get_u32(portal::kOriginalPort, 0));
-  }
+  login.originalDestination = originalDestination(request);
   return login;
 }
 

@@ -34,6 +34,9 @@ struct Login {
   bool entered() const { return !user.empty() || !password.empty(); }
 };
 
+// Where an intercepted client wanted to go, "192.0.2.7:80"; empty where the request does not say.
+std::string originalDestination(const nv::message& request);
+
 Login loginOf(const nv::message& request, const Client& client);
 
 }  // namespace manager

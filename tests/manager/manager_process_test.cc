@@ -146,13 +146,20 @@ TEST_F(ManagerTest, LogsRefusedLoginsInOneLineWhateverTheNameHolds) {
       << manager.log();
 }
 
-TEST(ManagerLog, NamesThePageDirectoryOfACommandAtLevelDebug) {
+TEST(ManagerLog, NamesPageDirectoryAndDestinationOfACommandAtLevelDebug) {
   ManagerProcess manager({"--log-level", "debug"});
   manager.start();
   nv::message request = commandOf(portal::kGet);
   request.insert_string(portal::kTargetDir, "lv\n/");
+  request.insert_u32(portal::kOriginalAddress, 0xc0000207);
+  request.insert_u32(portal::kOriginalPort, 80);
   manager.ask(request);
-  EXPECT_NE(manager.log().find(" debug command 9 of 127.0.0.2 target=\"lv?/\""), std::string::npos)
+  manager.ask(commandOf(portal::kGet));
+  EXPECT_NE(manager.log().find(" debug command 9 of 127.0.0.2 target=\"lv?/\" to=192.0.2.7:80\n"),
+            std::string::npos)
+      << manager.log();
+  EXPECT_NE(manager.log().find(" debug command 9 of 127.0.0.2 target=\"\" to=\n"),
+            std::string::npos)
       << manager.log();
 }
 
