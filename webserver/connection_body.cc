@@ -41,8 +41,7 @@ bool Connection::parseBody() {
   RequestParser& parser = *job_->parser;
   boost::beast::error_code error;
   while (!parser.is_done() && !unused().empty()) {
-    const std::string_view text = unused();
-    use(parser.put(boost::asio::const_buffer(text.data(), text.size()), error));
+    use(parser.putBody(unused(), error));
     if (error == http::error::need_more) return unused().size() < kMaxFramingBytes;
     if (error) return false;
   }

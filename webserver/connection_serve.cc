@@ -115,8 +115,7 @@ void Connection::dropRestOfBody() {
   boost::beast::error_code error;
   parser.readBodyInto(nullptr, 0);
   while (!parser.is_done() && !error && !unused().empty()) {
-    const std::string_view text = unused();
-    use(parser.put(boost::asio::const_buffer(text.data(), text.size()), error));
+    use(parser.putBody(unused(), error));
   }
 }
 

@@ -30,6 +30,7 @@ void Loop::run() {
   leading_ = false;
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [this] { return spareThreads_ == 0; });
+  joinEnded();
 }
 
 void Loop::stop() {
@@ -75,7 +76,6 @@ bool Loop::startSpare() {
   pthread_attr_t attributes;
   if (pthread_attr_init(&attributes) != 0) return false;
   pthread_attr_setstacksize(&attributes, kSpareStackBytes);
-  pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
   pthread_t thread{};
   const bool started = pthread_create(&thread, &attributes, spareMain, this) == 0;
   pthread_attr_destroy(&attributes);
@@ -90,11 +90,19 @@ void* Loop::spareMain(void* self) {
     loop.lead();
   } while (loop.park(true));
   leading_ = false;
-  // The mutex is held to the end: once it is free the loop may be gone.
+  // Each joins the one before, so that at most one is left for run().
   const std::lock_guard lock(loop.mutex_);
+  loop.joinEnded();
+  loop.ended_ = pthread_self();
   --loop.spareThreads_;
   loop.changed_.notify_all();
   return nullptr;
+}
+
+// Does not wait for long: a thread enters itself in ended_ just before its end.
+void Loop::joinEnded() {
+  if (ended_) pthread_join(*ended_, nullptr);
+  ended_.reset();
 }
 
 }  // namespace web

@@ -8,10 +8,13 @@
 #ifndef WEBSERVER_LOOP_H_
 #define WEBSERVER_LOOP_H_
 
+#include <pthread.h>
+
 #include <boost/asio/io_context.hpp>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 namespace web {
@@ -57,6 +60,9 @@ class Loop {
   void lead();
   // Waits to be made the leader. False when the thread is to end.
   bool park(bool mayEnd);
+  // Waits for the thread that ended last, if any, to be gone with what it kept for itself.
+  // REQUIRES: mutex_ is held.
+  void joinEnded();
 
   static thread_local bool leading_;
 
@@ -65,6 +71,7 @@ class Loop {
   std::condition_variable changed_;
   std::vector<Spare*> parked_;  // the last one parked is woken first: its stack is warm
   std::size_t spareThreads_ = 0;
+  std::optional<pthread_t> ended_;  // the last one that did; not joined yet
   bool stopped_ = false;
 };
 

@@ -34,6 +34,16 @@ std::size_t RequestParser::putHeader(std::string_view text, boost::beast::error_
   return length;
 }
 
+// Once it has seen the line of a last chunk, Beast asserts that there are two bytes behind it; what
+// one byte tells can wait for the next.
+std::size_t RequestParser::putBody(std::string_view text, boost::beast::error_code& error) {
+  if (chunked_ && text.size() == 4 && text.starts_with("0\r\n")) {
+    error = http::error::need_more;
+    return 0;
+  }
+  return put(boost::asio::const_buffer(text.data(), text.size()), error);
+}
+
 void RequestParser::on_request_impl(http::verb, Text method, Text target, int version, Error&) {
   method_.assign(method.data(), method.size());
   target_.assign(target.data(), target.size());

@@ -16,9 +16,9 @@ namespace web {
 // Longest header of a request, request line included.
 constexpr std::size_t kMaxHeaderBytes = 16384;
 
-// Parses one request. putHeader() parses up to the end of the header; after readBodyInto() put()
-// goes on with the body. Fields that follow a chunked body are dropped. Where RFC 9112 lets a
-// server choose between a refusal and a guess, and others guess differently, the request is
+// Parses one request. putHeader() parses up to the end of the header; after readBodyInto()
+// putBody() goes on with the body. Fields that follow a chunked body are dropped. Where RFC 9112
+// lets a server choose between a refusal and a guess, and others guess differently, the request is
 // refused.
 class RequestParser : public boost::beast::http::basic_parser<true> {
  public:
@@ -43,6 +43,9 @@ class RequestParser : public boost::beast::http::basic_parser<true> {
 
   // Parses on in the header, as put() does, and refuses folded field lines (RFC 9112 section 5.2).
   std::size_t putHeader(std::string_view text, boost::beast::error_code& error);
+
+  // Parses on in the body, as put() does.
+  std::size_t putBody(std::string_view text, boost::beast::error_code& error);
 
   // The body goes into `*body`, at most `limit` bytes; a longer one ends with error::body_limit.
   // Null: the body is dropped.

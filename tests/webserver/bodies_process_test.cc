@@ -48,6 +48,16 @@ TEST_F(Bodies, ChunkedOnesAreReadWithinTheLimit) {
   EXPECT_EQ(ask(chunked("/body?5", "1;" + std::string(40000, 'x'))).status, 400);
 }
 
+TEST_F(Bodies, ChunkedOnesMayComeAByteAtATime) {
+  for (const std::string body : {"0\r\n\r\n", "2\r\nab\r\n0\r\nX: y\r\n\r\n", "0;a=b\r\n\r\n"}) {
+    HttpClient client(server_.port());
+    for (const char c : chunked("/body?5", body)) client.send(std::string(1, c));
+    EXPECT_EQ(client.answer().body, body[0] == '2' ? "body=ab" : "body=") << body;
+    client.send(chunked("/echo", "0\r\n\r"));
+    EXPECT_EQ(client.answer().status, 200) << "nobody reads this body";
+  }
+}
+
 TEST_F(Bodies, FieldsBehindAChunkedOneAreDropped) {
   HttpClient client(server_.port());
   client.send(
