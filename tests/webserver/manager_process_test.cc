@@ -104,6 +104,13 @@ TEST_F(Manager, OnlyRequestsThatWaitTakeThreadsOfTheirOwn) {
     const fs::path tasks = "/proc/" + std::to_string(server_.workers().at(0)) + "/task";
     return std::distance(fs::directory_iterator(tasks), fs::directory_iterator());
   };
+  std::list<HttpClient> waiting;
+  const auto wait = [this, &waiting] {
+    return waiting.emplace_back(server_.port()).send(getText("/ask?18000"));
+  };
+  // With the first thread a sanitizer may start one of its own.
+  ASSERT_TRUE(wait());
+  ASSERT_TRUE(eventually([&] { return held() == 1; }));
   ASSERT_EQ(fetch(server_.port(), "/big?1").status, 200);
   const auto before = threads();
   std::list<HttpClient> busy;
@@ -112,12 +119,9 @@ TEST_F(Manager, OnlyRequestsThatWaitTakeThreadsOfTheirOwn) {
   }
   for (HttpClient& each : busy) ASSERT_EQ(each.answer().status, 200);
   EXPECT_EQ(threads(), before) << "one thread serves whatever needs no manager";
-  std::list<HttpClient> waiting;
-  for (int i = 0; i < 3; ++i) {
-    ASSERT_TRUE(waiting.emplace_back(server_.port()).send(getText("/ask?18000")));
-  }
+  for (int i = 0; i < 2; ++i) ASSERT_TRUE(wait());
   ASSERT_TRUE(eventually([&] { return held() == 3; }));
-  EXPECT_TRUE(eventually([&] { return threads() == before + 3; })) << threads();
+  EXPECT_TRUE(eventually([&] { return threads() == before + 2; })) << threads();
   release();
   for (HttpClient& each : waiting) EXPECT_EQ(each.answer().body, "reply late");
 }
