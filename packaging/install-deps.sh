@@ -24,7 +24,7 @@ build=(
   nlohmann-json3-dev libsqlite3-dev libcrypt-dev)
 test=(
   libgtest-dev googletest chromium fonts-dejavu-core python3 binutils procps
-  iproute2 nftables nginx-light lighttpd clang-format clang-tidy)
+  iproute2 nftables nginx-light lighttpd valgrind clang-format clang-tidy)
 router=(g++-mips-linux-gnu qemu-user)
 fuzz=(clang-22 libclang-rt-22-dev libgtest-dev googletest)
 clang=(clang-22)
