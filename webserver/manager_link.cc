@@ -18,6 +18,8 @@ namespace {
 // thread sleeps for it. That is about as long as the manager takes, and putting a processor to
 // sleep and waking it again costs more than the whole exchange.
 constexpr int kLooks = 40;
+// Where many others want the processor a single turn may take milliseconds.
+constexpr std::chrono::microseconds kLookTime{500};
 
 // Waits until the descriptor is ready or the time is over. The rest of the time is computed anew
 // after every interruption, on the same clock.
@@ -81,6 +83,7 @@ ManagerLink::Outcome ManagerLink::receive(std::uint32_t number, nv::message* rep
                                           Clock::time_point until) {
   // One byte more than a message can have tells a longer packet from a whole one.
   char buffer[nv::kMaxMessageBytes + 1];
+  const Clock::time_point lookUntil = Clock::now() + kLookTime;
   for (int looks = 0;;) {
     const ssize_t length = recv(descriptor_, buffer, sizeof buffer, MSG_DONTWAIT);
     if (length > 0) {
@@ -93,7 +96,7 @@ ManagerLink::Outcome ManagerLink::receive(std::uint32_t number, nv::message* rep
       if (Clock::now() >= until) return Outcome::kNotYet;
     } else if (length == 0 || (errno != EINTR && errno != EAGAIN)) {
       return Outcome::kBroken;
-    } else if (looks < kLooks) {
+    } else if (looks < kLooks && Clock::now() < lookUntil) {
       ++looks;
       sched_yield();
     } else if (!waitFor(descriptor_, POLLIN, until)) {

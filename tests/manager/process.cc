@@ -19,7 +19,7 @@
 
 namespace {
 
-constexpr int kWaitMs = 10000;
+constexpr int kWaitMs = 60000;
 
 std::vector<char*> argvOf(const std::vector<std::string>& words) {
   std::vector<char*> argv;

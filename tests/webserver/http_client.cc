@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int kPatienceMs = 20000;
+constexpr int kPatienceMs = 120000;
 
 sockaddr_in addressOf(const std::string& text, unsigned port) {
   sockaddr_in address{};

@@ -1,15 +1,32 @@
 #include "webserver/manager_pool.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <atomic>
+#include <chrono>
 #include <future>
 #include <set>
 #include <thread>
 
 #include "host/context.h"
 #include "tests/webserver/scripted_manager.h"
+
+namespace {
+
+std::atomic<int> yields{0};
+std::atomic<unsigned> yieldMs{0};
+
+}  // namespace
+
+// Instead of the C library's: the processor's turns are as long as a test wants them.
+int sched_yield() noexcept {
+  ++yields;
+  std::this_thread::sleep_for(std::chrono::milliseconds(yieldMs));
+  return 0;
+}
 
 namespace web {
 namespace {
@@ -106,6 +123,16 @@ TEST_F(Pool, WaitIsAnnouncedOnce) {
   };
   EXPECT_EQ(ask(pool_, 60000, "", beforeWait), "x");
   EXPECT_EQ(waits, 1);
+}
+
+TEST_F(Pool, DoesNotLookForAReplyWhereEachTurnTakesLong) {
+  manager_.start([](int, const nv::message&) {});
+  yields = 0;
+  yieldMs = 20;
+  EXPECT_EQ(ask(pool_, 10), kSilent);
+  yieldMs = 0;
+  // Before and after the wait was announced.
+  EXPECT_LE(yields, 2);
 }
 
 TEST_F(Pool, LateReplyIsNeverTheNextRequests) {

@@ -63,7 +63,7 @@ TEST_F(Manager, RepliesReachTheServlet) {
 
 TEST_F(Manager, ThatIsDownIsToldAtOnceAndFoundWhenItComes) {
   start("workers = 1\n");
-  EXPECT_EQ(fetch(server_.port(), "/ask?18000").body,
+  EXPECT_EQ(fetch(server_.port(), "/ask?120000").body,
             "error 16646145 hotspot manager is not reachable");
   manager_.start(ScriptedManager::answering("hello"));
   EXPECT_EQ(fetch(server_.port(), "/ask?5000").body, "reply hello");
@@ -87,7 +87,7 @@ TEST_F(Manager, MayKeepManyWaitingWhileOthersAreServed) {
   start("workers = 2\n");
   std::list<HttpClient> waiting;
   for (std::size_t i = 0; i < kWaiting; ++i) {
-    ASSERT_TRUE(waiting.emplace_back(server_.port()).send(getText("/ask?18000")));
+    ASSERT_TRUE(waiting.emplace_back(server_.port()).send(getText("/ask?120000")));
   }
   ASSERT_TRUE(eventually([&] { return held() == kWaiting; })) << held();
   for (int i = 0; i < 200; ++i) ASSERT_EQ(fetch(server_.port(), "/big?9").status, 200);
@@ -106,7 +106,7 @@ TEST_F(Manager, OnlyRequestsThatWaitTakeThreadsOfTheirOwn) {
   };
   std::list<HttpClient> waiting;
   const auto wait = [this, &waiting] {
-    return waiting.emplace_back(server_.port()).send(getText("/ask?18000"));
+    return waiting.emplace_back(server_.port()).send(getText("/ask?120000"));
   };
   // With the first thread a sanitizer may start one of its own.
   ASSERT_TRUE(wait());
@@ -131,11 +131,11 @@ TEST_F(Manager, RequestBeyondThoseThatMayWaitIsTurnedAwayAtOnce) {
   start("workers = 2\nmax-waiting = 10\n");
   std::list<HttpClient> waiting;
   for (int i = 0; i < 10; ++i) {
-    ASSERT_TRUE(waiting.emplace_back(server_.port()).send(getText("/ask?18000")));
+    ASSERT_TRUE(waiting.emplace_back(server_.port()).send(getText("/ask?120000")));
   }
   ASSERT_TRUE(eventually([&] { return held() == 10; }));
   HttpClient client(server_.port());
-  const HttpAnswer answer = client.get("/ask?18000");
+  const HttpAnswer answer = client.get("/ask?120000");
   EXPECT_EQ(answer.status, 503);
   EXPECT_TRUE(answer.has("Retry-After: 5"));
   EXPECT_EQ(answer.body.find("reply"), std::string::npos);
@@ -143,7 +143,7 @@ TEST_F(Manager, RequestBeyondThoseThatMayWaitIsTurnedAwayAtOnce) {
   EXPECT_EQ(client.get("/big?1").status, 200);
   release();
   for (HttpClient& each : waiting) EXPECT_EQ(each.answer().body, "reply late");
-  EXPECT_EQ(client.get("/ask?18000").body, "reply late");
+  EXPECT_EQ(client.get("/ask?120000").body, "reply late");
 }
 
 TEST_F(Manager, PlacesOfAKilledWorkersWaitersAreFreeAgain) {
@@ -151,10 +151,10 @@ TEST_F(Manager, PlacesOfAKilledWorkersWaitersAreFreeAgain) {
   start("workers = 1\nmax-waiting = 3\n");
   std::list<HttpClient> waiting;
   for (int i = 0; i < 3; ++i) {
-    ASSERT_TRUE(waiting.emplace_back(server_.port()).send(getText("/ask?18000")));
+    ASSERT_TRUE(waiting.emplace_back(server_.port()).send(getText("/ask?120000")));
   }
   ASSERT_TRUE(eventually([&] { return held() == 3; }));
-  ASSERT_EQ(fetch(server_.port(), "/ask?18000").status, 503);
+  ASSERT_EQ(fetch(server_.port(), "/ask?120000").status, 503);
   kill(server_.workers().at(0), SIGKILL);
   for (HttpClient& each : waiting) EXPECT_EQ(each.answer().status, 0);
   release();
@@ -166,7 +166,7 @@ TEST_F(Manager, ClientThatLeavesWhileItsRequestWaitsHurtsNobody) {
   start("workers = 1\n");
   for (int i = 0; i < 20; ++i) {
     HttpClient client(server_.port());
-    ASSERT_TRUE(client.send(getText("/ask?18000")));
+    ASSERT_TRUE(client.send(getText("/ask?120000")));
     ASSERT_TRUE(eventually([&] { return held() > static_cast<std::size_t>(i); }));
   }
   release();
@@ -178,7 +178,7 @@ TEST_F(Manager, PipelinedRequestsBehindAWaitingOneKeepTheirOrder) {
   manager_.start(holding());
   start("workers = 1\n");
   HttpClient client(server_.port());
-  ASSERT_TRUE(client.send(getText("/ask?18000") + getText("/big?1") + getText("/ask?18000") +
+  ASSERT_TRUE(client.send(getText("/ask?120000") + getText("/big?1") + getText("/ask?120000") +
                           getText("/big?2")));
   ASSERT_TRUE(eventually([&] { return held() == 1; }));
   release();

@@ -22,7 +22,7 @@ std::string readFile(const std::string& path) {
 }
 
 bool eventually(const std::function<bool()>& condition) {
-  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(120);
   while (!condition()) {
     if (std::chrono::steady_clock::now() > until) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -109,7 +109,7 @@ void ServerProcess::signal(int number) const { kill(pid_, number); }
 
 int ServerProcess::wait() {
   int status = 0;
-  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(120);
   while (waitpid(pid_, &status, WNOHANG) != pid_) {
     if (std::chrono::steady_clock::now() > until) return -1;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <thread>
 
 #include "tests/webserver/http_client.h"
@@ -12,18 +13,14 @@
 
 namespace {
 
-// Answers after a pause.
-ScriptedManager::Handler slow(int ms) {
-  return [ms](int connection, const nv::message& request) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-    ScriptedManager::send(connection, ScriptedManager::replyTo(request, "slow"));
-  };
-}
-
 TEST(Signals, TerminationFinishesWhatIsInFlight) {
   for (const int signal : {SIGTERM, SIGINT}) {
+    std::promise<void> stopping;
     ScriptedManager manager;
-    manager.start(slow(500));
+    manager.start([&](int connection, const nv::message& request) {
+      stopping.get_future().wait();
+      ScriptedManager::send(connection, ScriptedManager::replyTo(request, "slow"));
+    });
     ServerProcess server;
     server.settings("workers = 2\nmanager-socket = \"" + manager.path() + "\"\n");
     server.start();
@@ -31,7 +28,7 @@ TEST(Signals, TerminationFinishesWhatIsInFlight) {
     ASSERT_EQ(idle.get("/big?1").status, 200);
     HttpClient fresh(server.port());
     HttpClient waiting(server.port());
-    ASSERT_TRUE(waiting.send(getText("/ask?18000")));
+    ASSERT_TRUE(waiting.send(getText("/ask?120000")));
     ASSERT_TRUE(eventually([&] { return manager.requests() == 1; }));
     HttpClient reading(server.port());
     constexpr std::size_t kLarge = 30000000;  // more than the system holds for a connection
@@ -39,10 +36,11 @@ TEST(Signals, TerminationFinishesWhatIsInFlight) {
     ASSERT_TRUE(reading.skip(1));
     HttpClient halfway(server.port());
     ASSERT_TRUE(halfway.send("GET /big?3 HTTP/1.1\r\n"));
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
     server.signal(signal);
     EXPECT_TRUE(idle.ended());
     EXPECT_TRUE(fresh.ended());
+    stopping.set_value();
     ASSERT_TRUE(halfway.send("Host: 127.0.0.1\r\n\r\n"));
     EXPECT_EQ(halfway.answer().body, "bbb");
     EXPECT_TRUE(reading.skip(kLarge)) << "an answer that was begun is finished";
@@ -65,7 +63,7 @@ TEST(Signals, TerminationLetsNobodyInWhileOthersAreFinished) {
   server.settings("workers = 2\nstop-timeout = 600\nmanager-socket = \"" + manager.path() + "\"\n");
   server.start();
   HttpClient waiting(server.port());
-  ASSERT_TRUE(waiting.send(getText("/ask?18000")));
+  ASSERT_TRUE(waiting.send(getText("/ask?120000")));
   ASSERT_TRUE(eventually([&] { return manager.requests() == 1; }));
   server.signal(SIGTERM);
   EXPECT_TRUE(eventually([&] { return !HttpClient(server.port()).connected(); }));
@@ -82,7 +80,7 @@ TEST(Signals, TerminationWaitsNoLongerThanItMay) {
   server.settings("workers = 1\nstop-timeout = 1\nmanager-socket = \"" + manager.path() + "\"\n");
   server.start();
   HttpClient waiting(server.port());
-  ASSERT_TRUE(waiting.send(getText("/ask?18000")));
+  ASSERT_TRUE(waiting.send(getText("/ask?120000")));
   ASSERT_TRUE(eventually([&] { return manager.requests() == 1; }));
   const auto begun = std::chrono::steady_clock::now();
   server.signal(SIGTERM);
@@ -148,8 +146,12 @@ TEST(Signals, WorkersEndWithTheirSupervisor) {
 }
 
 TEST(Signals, HangUpReloadsTheSettings) {
+  std::promise<void> reloaded;
   ScriptedManager manager;
-  manager.start(slow(500));
+  manager.start([&](int connection, const nv::message& request) {
+    reloaded.get_future().wait();
+    ScriptedManager::send(connection, ScriptedManager::replyTo(request, "slow"));
+  });
   ServerProcess server;
   const std::string socket = "manager-socket = \"" + manager.path() + "\"\n";
   const std::string listen = "[[listen]]\nport = 0\n";
@@ -157,13 +159,14 @@ TEST(Signals, HangUpReloadsTheSettings) {
   server.start();
   const auto before = server.workers();
   HttpClient waiting(server.port());
-  ASSERT_TRUE(waiting.send(getText("/ask?18000")));
+  ASSERT_TRUE(waiting.send(getText("/ask?120000")));
   ASSERT_TRUE(eventually([&] { return manager.requests() == 1; }));
   server.settings(socket + "workers = 1\nmount = \"/portal\"\n" + listen);
   server.signal(SIGHUP);
   ASSERT_TRUE(eventually([&] { return fetch(server.port(), "/big?1").status == 404; }))
       << server.log();
   EXPECT_EQ(fetch(server.port(), "/portal/big?1").status, 200);
+  reloaded.set_value();
   EXPECT_EQ(waiting.answer().body, "reply slow") << "what was in flight is finished";
   EXPECT_TRUE(eventually([&] { return server.workers().size() == 1; }));
   EXPECT_EQ(std::count(before.begin(), before.end(), server.workers().at(0)), 0);
