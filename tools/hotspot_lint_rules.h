@@ -1,0 +1,72 @@
+// What the linter reports: its rules and the findings. docs/lint.md describes each rule with an
+// example.
+
+#ifndef TOOLS_HOTSPOT_LINT_RULES_H_
+#define TOOLS_HOTSPOT_LINT_RULES_H_
+
+#include <compare>
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace lint {
+
+// A note says what holds and need not be changed.
+enum class Severity { kNote, kWarning, kError };
+
+std::string_view severityName(Severity severity);
+
+enum class Rule {
+  kUnknownVariable,
+  kVariableElsewhere,
+  kRadiusReference,
+  kWrongOperator,
+  kWordCount,
+  kBlankInQuotes,
+  kMissingCloser,
+  kNoBlock,
+  kOpenBlock,
+  kAfterElse,
+  kLostDirective,
+  kPercentText,
+  kConstantCondition,
+  kUnescaped,
+  kEscMisread,
+  kNotRendered,
+  kEncoding,
+  kMissingPage,
+  kFallback,
+  kNeverShown,
+  kMissingFile,
+  kOtherHost,
+  kPageSize,
+  kFormField,
+  kFormMethod,
+  kUnreadable,
+};
+
+struct RuleInfo {
+  Rule rule;
+  std::string_view id;  // as users see it
+  Severity severity;    // the usual one
+  std::string_view what;
+};
+
+std::span<const RuleInfo> rules();  // in the order of Rule
+const RuleInfo& infoOf(Rule rule);
+
+struct Finding {
+  std::string file;  // below the page directory
+  std::size_t line = 1;
+  std::size_t column = 1;  // in characters
+  Rule rule = Rule::kUnreadable;
+  Severity severity = Severity::kError;
+  std::string message;  // what and what to do
+
+  auto operator<=>(const Finding&) const = default;
+};
+
+}  // namespace lint
+
+#endif  // TOOLS_HOTSPOT_LINT_RULES_H_
