@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <boost/beast/http/error.hpp>
+#include <cerrno>
 #include <exception>
 
 #include "webserver/logging.h"
@@ -56,7 +57,9 @@ void Connection::setDeadline(unsigned secs) {
 }
 
 void Connection::sweep(Clock::time_point now) {
-  if (state_ != State::kServing && now >= deadline_) close();
+  if (state_ == State::kServing ? abandoned_.load(std::memory_order_acquire) : now >= deadline_) {
+    close();
+  }
 }
 
 void Connection::stop() {
@@ -75,9 +78,17 @@ void Connection::run() {
       return;
     }
   } catch (const std::exception& error) {
-    // Out of memory for the request itself: there is nothing left to answer it with.
-    logError(std::string("a connection failed: ") + error.what());
-    if (worker_.loop.leading()) close();
+    fail(error);
+  }
+}
+
+// Out of memory for the request itself: there is nothing left to answer it with.
+void Connection::fail(const std::exception& error) {
+  logFailure("a connection failed", error.what());
+  if (worker_.loop.leading()) {
+    close();
+  } else {
+    abandoned_.store(true, std::memory_order_release);
   }
 }
 
@@ -189,7 +200,7 @@ bool Connection::stepLingering() {
   char buffer[kReadBytes];
   const ssize_t length = ::read(socket_, buffer, sizeof buffer);
   if (length > 0) return true;
-  if (length < 0 && errno == EAGAIN) return await(Io::kWantRead);
+  if (length < 0 && (errno == EAGAIN || errno == EINTR)) return await(Io::kWantRead);
   close();
   return false;
 }

@@ -3,10 +3,12 @@
 #ifndef WEBSERVER_CONNECTION_H_
 #define WEBSERVER_CONNECTION_H_
 
+#include <atomic>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <list>
 #include <memory>
 #include <optional>
@@ -49,7 +51,8 @@ class Connection : public std::enable_shared_from_this<Connection>, private Body
   // Puts the connection into the list, at `place`, and begins to read.
   void start(std::list<std::shared_ptr<Connection>>::iterator place);
 
-  // Called about once a second: ends the connection when its time is over.
+  // Called about once a second: ends the connection when its time is over, or when nobody can hand
+  // it back any more.
   void sweep(Clock::time_point now);
 
   // The worker stops: ends the connection unless a request of it is under way.
@@ -67,6 +70,8 @@ class Connection : public std::enable_shared_from_this<Connection>, private Body
   };
 
   void run();
+  void fail(const std::exception& error);
+  void takeBack();
   bool step();
   bool await(Io::Kind what);
   void waitFinished();
@@ -87,7 +92,7 @@ class Connection : public std::enable_shared_from_this<Connection>, private Body
   void linger();
   void close();
 
-  void handOutSocket();
+  bool handOutSocket();
   bool moduleClosedSocket() const;
   void logRequest() const;
 
@@ -119,8 +124,10 @@ class Connection : public std::enable_shared_from_this<Connection>, private Body
   std::size_t inputUsed_ = 0;
   std::unique_ptr<Job> job_;
 
-  int moduleSocket_ = -1;       // a duplicate of socket_, the module's to close
-  bool dropped_ = false;        // the module closed it
+  int moduleSocket_ = -1;  // a duplicate of socket_, the module's to close
+  bool dropped_ = false;   // the module closed it
+  // Set by a thread that stepped aside and failed, as the last that it does with the connection.
+  std::atomic<bool> abandoned_{false};
   Waiting* waiting_ = nullptr;  // of the request that is being served
   Io sent_{Io::kFailed};        // how far the answer went before the leader took over
 };

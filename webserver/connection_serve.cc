@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <boost/asio/post.hpp>
+#include <cerrno>
 #include <exception>
 
 #include "webserver/connection.h"
@@ -44,7 +45,7 @@ bool Connection::refuse(int status) {
 
 bool Connection::answerError(int status) {
   state_ = State::kServing;
-  job_->response.sendError(status, "");
+  job_->response.replaceByError(status, "");
   compose();
   sent_ = job_->response.write(*transport_);
   logRequest();
@@ -52,8 +53,8 @@ bool Connection::answerError(int status) {
 }
 
 bool Connection::serve() {
+  if (!handOutSocket()) return answerError(kBusy);
   state_ = State::kServing;
-  handOutSocket();
   {
     Waiting waiting(worker_.loop, worker_.counters, worker_.part);
     waiting_ = &waiting;
@@ -68,10 +69,17 @@ bool Connection::serve() {
   logRequest();
   if (worker_.loop.leading()) return afterServing();
   // From here on the connection is the leader's again.
-  boost::asio::post(worker_.loop.context(), [self = shared_from_this()] {
-    if (self->afterServing()) self->run();
-  });
+  boost::asio::post(worker_.loop.context(), [self = shared_from_this()] { self->takeBack(); });
   return false;
+}
+
+void Connection::takeBack() {
+  try {
+    if (!afterServing()) return;
+  } catch (const std::exception& error) {
+    return fail(error);
+  }
+  run();
 }
 
 void Connection::callModule(Waiting& waiting) {
@@ -81,10 +89,10 @@ void Connection::callModule(Waiting& waiting) {
     const FaultGuard guard;
     worker_.servlet->doMethod(context, *job_->request, response);
   } catch (const std::exception& error) {
-    logError(std::string("a request failed: ") + error.what());
+    logFailure("a request failed", error.what());
     response.replaceByError(kServerError, "");
   } catch (...) {
-    logError("a request failed: the module threw something unknown");
+    logFailure("a request failed", "the module threw something unknown");
     response.replaceByError(kServerError, "");
   }
   if (waiting.refused()) response.replaceByError(kBusy, "");
@@ -103,7 +111,7 @@ void Connection::compose() {
   try {
     job_->response.compose(to);
   } catch (const std::exception& error) {
-    logError(std::string("an answer failed: ") + error.what());
+    logFailure("an answer failed", error.what());
     job_->response.replaceByError(kServerError, "");
     job_->response.compose(to);
   }
@@ -176,9 +184,11 @@ bool Connection::answered() {
 
 // The module may close its descriptor of the connection, at a time when other threads open others:
 // what it gets is a duplicate that nothing else depends on.
-void Connection::handOutSocket() {
+// False when there is no descriptor to be had: what the module closed could not be told.
+bool Connection::handOutSocket() {
   if (moduleSocket_ < 0) moduleSocket_ = fcntl(socket_, F_DUPFD_CLOEXEC, 0);
   job_->request->socket = moduleSocket_;
+  return moduleSocket_ >= 0;
 }
 
 // The number may belong to something else by now, which is another file then.
@@ -186,7 +196,8 @@ bool Connection::moduleClosedSocket() const {
   if (job_->response.keepAlive || job_->response.reusable || moduleSocket_ < 0) return false;
   struct stat own {};
   struct stat given {};
-  if (fstat(socket_, &own) != 0 || fstat(moduleSocket_, &given) != 0) return true;
+  if (fstat(moduleSocket_, &given) != 0) return errno == EBADF;
+  if (fstat(socket_, &own) != 0) return false;
   return own.st_dev != given.st_dev || own.st_ino != given.st_ino;
 }
 

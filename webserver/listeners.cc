@@ -33,10 +33,12 @@ std::string adviceFor(int error) {
   }
 }
 
-unsigned portOf(int socket) {
+unsigned portOf(const Listener& listener) {
   sockaddr_in address{};
   socklen_t length = sizeof address;
-  getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
+  if (getsockname(listener.socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+    fail(listener.config, "");
+  }
   return ntohs(address.sin_port);
 }
 
@@ -84,8 +86,8 @@ Listeners::Listeners(const Config& config, const Listeners& previous) {
       old.erase(same);
     }
     if (listener.socket < 0) listener.socket = openSocket(each);
-    listener.port = portOf(listener.socket);
     opened.all_.push_back(listener);
+    opened.all_.back().port = portOf(listener);
   }
   all_.swap(opened.all_);
 }

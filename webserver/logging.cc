@@ -19,4 +19,12 @@ void logInfo(const std::string& text) { spdlog::info("{}", text); }
 void logWarning(const std::string& text) { spdlog::warn("{}", text); }
 void logError(const std::string& text) { spdlog::error("{}", text); }
 
+void logFailure(const char* what, const char* why) noexcept {
+  try {
+    spdlog::error("{}: {}", what, why);
+  } catch (const std::exception&) {
+    return;
+  }
+}
+
 }  // namespace web

@@ -2,7 +2,12 @@
 
 #include <pthread.h>
 
+#include <cstdlib>
+#include <exception>
+#include <new>
 #include <semaphore>
+
+#include "webserver/logging.h"
 
 namespace web {
 
@@ -17,7 +22,14 @@ Loop::Loop() = default;
 Loop::~Loop() = default;
 
 void Loop::lead() {
-  while (leading_ && !context_.stopped()) context_.run_one();
+  try {
+    while (leading_ && !context_.stopped()) context_.run_one();
+  } catch (const std::exception& error) {
+    // What that handler was to set going again is lost, and other threads may wait inside the
+    // module: there is nothing to go back to.
+    logFailure("the event loop failed", error.what());
+    std::_Exit(1);
+  }
 }
 
 void Loop::run() {
@@ -73,6 +85,12 @@ bool Loop::stepAside() {
 
 // REQUIRES: mutex_ is held.
 bool Loop::startSpare() {
+  try {
+    // All threads there are may park at once, without memory for it.
+    parked_.reserve(spareThreads_ + 2);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
   pthread_attr_t attributes;
   if (pthread_attr_init(&attributes) != 0) return false;
   pthread_attr_setstacksize(&attributes, kSpareStackBytes);

@@ -40,7 +40,8 @@ class Loop {
   boost::asio::io_context& context() { return context_; }
 
   // Runs the loop until stop(). Returns on the calling thread once every other thread is gone, so a
-  // thread that is blocked keeps it from returning.
+  // thread that is blocked keeps it from returning. A handler that throws ends the process, with
+  // status 1.
   void run();
   // From any thread.
   void stop();

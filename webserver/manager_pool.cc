@@ -51,7 +51,10 @@ struct ManagerPool::Exchange {
 ManagerPool::ManagerPool(std::string socketPath)
     : path_(std::move(socketPath)),
       lastNumber_(static_cast<std::uint32_t>(getpid()) * 2654435761u +
-                  static_cast<std::uint32_t>(Clock::now().time_since_epoch().count())) {}
+                  static_cast<std::uint32_t>(Clock::now().time_since_epoch().count())) {
+  // A reply that is there is not lost because its connection finds no room.
+  idle_.reserve(kMaxIdle);
+}
 
 nv::message ManagerPool::exchange(nv::message& request, unsigned timeoutMs,
                                   const std::function<bool()>& beforeWait) {

@@ -5,6 +5,8 @@
 #include <netinet/in.h>
 
 #include <cstring>
+#include <memory>
+#include <new>
 
 #include "platform/ascii.h"
 
@@ -43,14 +45,19 @@ OwnNames::OwnNames(const Config& config) {
 void OwnNames::refresh() {
   ifaddrs* list = nullptr;
   if (!anyAddress_ || getifaddrs(&list) != 0) return;
-  machine_.clear();
-  for (const ifaddrs* each = list; each != nullptr; each = each->ifa_next) {
-    if (each->ifa_addr == nullptr || each->ifa_addr->sa_family != AF_INET) continue;
-    sockaddr_in address{};
-    std::memcpy(&address, each->ifa_addr, sizeof address);
-    machine_.insert(address.sin_addr.s_addr);
+  const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(list, freeifaddrs);
+  try {
+    std::set<std::uint32_t> machine;
+    for (const ifaddrs* each = list; each != nullptr; each = each->ifa_next) {
+      if (each->ifa_addr == nullptr || each->ifa_addr->sa_family != AF_INET) continue;
+      sockaddr_in address{};
+      std::memcpy(&address, each->ifa_addr, sizeof address);
+      machine.insert(address.sin_addr.s_addr);
+    }
+    machine_.swap(machine);
+  } catch (const std::bad_alloc&) {
+    return;  // the addresses as they were will do until the next time
   }
-  freeifaddrs(list);
 }
 
 bool OwnNames::has(std::string_view host, std::uint32_t localAddr) const {

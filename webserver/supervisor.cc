@@ -44,6 +44,12 @@ std::string describe(int status) {
   return "ended with status " + std::to_string(WEXITSTATUS(status));
 }
 
+// Before a worker's next start, after so many that came to nothing in a row.
+std::chrono::milliseconds pauseAfter(unsigned failures) {
+  if (failures == 0) return std::chrono::milliseconds(0);
+  return std::min(kLongestPause, kFirstPause * (1 << std::min(failures - 1, 10u)));
+}
+
 // Each connection takes two descriptors, each waiting request one more.
 void raiseDescriptorLimit(const Config& config) {
   const rlim_t wanted = rlim_t{config.maxConnections} * 2 + config.maxWaiting + 256;
@@ -162,8 +168,10 @@ void Supervisor::start(Seat& seat) {
     std::exit(runWorker(setup));
   }
   if (pid < 0) {
-    logError(std::string("cannot start a worker: ") + std::strerror(errno));
+    const int error = errno;
     partTaken_[seat.part] = false;
+    seat.restartAt = seat.startedAt + pauseAfter(++seat.failures);
+    logFailure("cannot start a worker", std::strerror(error));
     return;
   }
   seat.pid = pid;
@@ -197,10 +205,7 @@ void Supervisor::reap() {
 void Supervisor::ended(Seat& seat, int status) {
   const Clock::time_point now = Clock::now();
   seat.failures = now - seat.startedAt < kShortLife ? seat.failures + 1 : 0;
-  const auto pause =
-      seat.failures == 0
-          ? std::chrono::milliseconds(0)
-          : std::min(kLongestPause, kFirstPause * (1 << std::min(seat.failures - 1, 10u)));
+  const std::chrono::milliseconds pause = pauseAfter(seat.failures);
   logError("worker " + std::to_string(seat.pid) + " " + describe(status) +
            "; another takes its place in " + std::to_string(pause.count()) + " ms");
   seat.pid = 0;

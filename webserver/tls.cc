@@ -126,9 +126,10 @@ Tls::Tls(const Config& config, TicketKeys& keys) : context_(SSL_CTX_new(TLS_serv
 Tls::~Tls() { SSL_CTX_free(context_); }
 
 std::unique_ptr<Transport> Tls::makeTransport(int socket) const {
-  SSL* ssl = SSL_new(context_);
-  if (ssl == nullptr) throw std::bad_alloc();
-  auto transport = std::make_unique<TlsTransport>(ssl);
+  std::unique_ptr<SSL, decltype(&SSL_free)> owner(SSL_new(context_), SSL_free);
+  if (owner == nullptr) throw std::bad_alloc();
+  auto transport = std::make_unique<TlsTransport>(owner.get());
+  SSL* const ssl = owner.release();
   if (SSL_set_fd(ssl, socket) != 1) throw std::bad_alloc();
   SSL_set_accept_state(ssl);
   return transport;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <system_error>
 
 #include "webserver/connection.h"
 #include "webserver/logging.h"
@@ -31,9 +32,10 @@ ConnectionFacts factsOf(int socket, const ListenConfig& listen, std::uint32_t cl
   facts.flags = listen.flags & ~static_cast<std::uint32_t>(kConnOrigDstKnown);
   sockaddr_in local{};
   socklen_t length = sizeof local;
-  if (getsockname(socket, reinterpret_cast<sockaddr*>(&local), &length) == 0) {
-    facts.localAddr = local.sin_addr.s_addr;
+  if (getsockname(socket, reinterpret_cast<sockaddr*>(&local), &length) != 0) {
+    throw std::system_error(errno, std::generic_category(), "getsockname");
   }
+  facts.localAddr = local.sin_addr.s_addr;
   // Of a connection that was not redirected the system gives the local end, or nothing at all.
   sockaddr_in original{};
   length = sizeof original;
@@ -123,8 +125,11 @@ void Worker::acceptOne(Door& door) {
   socklen_t length = sizeof client;
   const int socket = accept4(door.readiness.native_handle(), reinterpret_cast<sockaddr*>(&client),
                              &length, SOCK_NONBLOCK | SOCK_CLOEXEC);
-  if (socket < 0 && (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)) {
-    logWarning(std::string("cannot accept a connection: ") + std::strerror(errno));
+  const int error = socket < 0 ? errno : 0;
+  // Short of something, as a rule of descriptors; trying again at once would keep the processor
+  // busy.
+  if (error != 0 && error != EAGAIN && error != EINTR && error != ECONNABORTED) {
+    logFailure("cannot accept a connection", std::strerror(error));
     return acceptLater(door, kAcceptPause);
   }
   // First: the new connection's first request may block this thread.
@@ -148,7 +153,7 @@ void Worker::adopt(Door& door, int socket, std::uint32_t clientAddr) {
     state_.connections.emplace_front();
     connection = std::make_shared<Connection>(state_, socket, std::move(transport), facts);
   } catch (const std::exception& error) {
-    logError(std::string("cannot serve a connection: ") + error.what());
+    logFailure("cannot serve a connection", error.what());
     if (!state_.connections.empty() && state_.connections.front() == nullptr) {
       state_.connections.pop_front();
     }

@@ -8,8 +8,10 @@
 #include <cerrno>
 #include <future>
 #include <set>
+#include <stdexcept>
 #include <thread>
 
+#include "webserver/logging.h"
 #include "webserver/waiting.h"
 
 namespace {
@@ -159,6 +161,16 @@ TEST(Loop, SparesAreUsedAgain) {
   boost::asio::post(loop.context(), next);
   loop.run();
   EXPECT_LT(threads.size(), 20u);
+}
+
+TEST(Loop, HandlerThatThrowsEndsTheProcess) {
+  const auto throwOne = [] {
+    startLogging("info");
+    Loop loop;
+    boost::asio::post(loop.context(), [] { throw std::runtime_error("no memory"); });
+    loop.run();
+  };
+  EXPECT_EXIT(throwOne(), ::testing::ExitedWithCode(1), "the event loop failed: no memory");
 }
 
 }  // namespace
