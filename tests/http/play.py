@@ -3,6 +3,7 @@
 import asyncio
 import contextlib
 import socket
+import ssl
 from dataclasses import dataclass
 
 AT_ONCE = 48
@@ -23,10 +24,88 @@ def address(number):
     return f"127.{1 + number // 50000}.{number // 250 % 200}.{1 + number % 250}"
 
 
-async def read_all(loop, connection, said):
+class Plain:
+    """The bytes of a connection as they are."""
+
+    def __init__(self, connection):
+        self.connection = connection
+        self.loop = asyncio.get_running_loop()
+
+    async def begin(self):
+        pass
+
+    async def read(self):
+        return await self.loop.sock_recv(self.connection, 65536)
+
+    async def write(self, data):
+        await self.loop.sock_sendall(self.connection, data)
+
+    async def end(self):
+        """Nothing more will be written; reading goes on."""
+        self.connection.shutdown(socket.SHUT_WR)
+
+
+def tls_context():
+    """Of a client that believes any certificate."""
+    context = ssl.create_default_context()
+    context.check_hostname = False
+    context.verify_mode = ssl.CERT_NONE
+    return context
+
+
+
+class Tls(Plain):
+    """The same through TLS, a record for each write."""
+
+    context = tls_context()
+
+    def __init__(self, connection):
+        super().__init__(connection)
+        self.received, self.to_send = ssl.MemoryBIO(), ssl.MemoryBIO()
+        self.tls = self.context.wrap_bio(self.received, self.to_send, server_hostname="p")
+
+    async def flush(self):
+        if data := self.to_send.read():
+            await super().write(data)
+
+    async def receive(self):
+        if data := await super().read():
+            self.received.write(data)
+        else:
+            self.received.write_eof()
+
+    async def begin(self):
+        while True:
+            try:
+                self.tls.do_handshake()
+                return await self.flush()
+            except ssl.SSLWantReadError:
+                await self.flush()
+                await self.receive()
+
+    async def read(self):
+        while True:
+            try:
+                return self.tls.read(65536)
+            except ssl.SSLWantReadError:
+                await self.receive()
+            except (ssl.SSLZeroReturnError, ssl.SSLEOFError):
+                return b""
+
+    async def write(self, data):
+        self.tls.write(data)
+        await self.flush()
+
+    async def end(self):
+        with contextlib.suppress(ssl.SSLWantReadError):
+            self.tls.unwrap()
+        await self.flush()
+
+
+async def read_all(connection, said):
     pieces = []
     try:
-        while piece := await loop.sock_recv(connection, 65536):
+        while piece := await connection.read():
             pieces.append(piece)
             said.set()
     except ConnectionError:
@@ -35,7 +114,7 @@ async def read_all(loop, connection, said):
     return b"".join(pieces)
 
 
-async def send_all(loop, connection, entry, said, bytewise):
+async def send_all(connection, entry, said, bytewise):
     for gap, piece in zip(["", *entry.gaps], entry.sent()):
         if gap == "~":
             await asyncio.sleep(PAUSE_SECS)
@@ -43,26 +122,28 @@ async def send_all(loop, connection, entry, said, bytewise):
             with contextlib.suppress(TimeoutError):
                 await asyncio.wait_for(said.wait(), WORD_SECS)
         if not bytewise:
-            await loop.sock_sendall(connection, piece)
+            if piece:
+                await connection.write(piece)
             continue
         for at in range(len(piece)):
-            await loop.sock_sendall(connection, piece[at:at + 1])
+            await connection.write(piece[at:at + 1])
             await asyncio.sleep(0)
 
 
-async def play_one(port, entry, client, bytewise):
-    loop = asyncio.get_running_loop()
-    with socket.socket() as connection:
-        connection.setblocking(False)
-        connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-        connection.bind((client, 0))
-        await loop.sock_connect(connection, ("127.0.0.1", port))
+async def play_one(port, entry, client, bytewise, through):
+    with socket.socket() as plain:
+        plain.setblocking(False)
+        plain.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        plain.bind((client, 0))
+        await asyncio.get_running_loop().sock_connect(plain, ("127.0.0.1", port))
+        connection = through(plain)
+        await connection.begin()
         said = asyncio.Event()
-        reading = asyncio.create_task(read_all(loop, connection, said))
+        reading = asyncio.create_task(read_all(connection, said))
         try:
-            await send_all(loop, connection, entry, said, bytewise or "bytes" in entry.how)
+            await send_all(connection, entry, said, bytewise or "bytes" in entry.how)
             if "stay" not in entry.how:
-                connection.shutdown(socket.SHUT_WR)
+                await connection.end()
         except OSError:
             pass  # the server closed first; what it said is read all the same
         done, _ = await asyncio.wait([reading], timeout=PATIENCE_SECS)
@@ -72,13 +153,13 @@ async def play_one(port, entry, client, bytewise):
         return Played(client, reading.result(), True)
 
 
-async def play_all(port, entries, first_address, bytewise=False):
+async def play_all(port, entries, first_address, bytewise=False, through=Plain):
     """name -> Played."""
     places = asyncio.Semaphore(AT_ONCE)
 
     async def play(number, entry):
         async with places:
-            return await play_one(port, entry, address(first_address + number), bytewise)
+            return await play_one(port, entry, address(first_address + number), bytewise, through)
 
     played = await asyncio.gather(*(play(*each) for each in enumerate(entries)))
     return {entry.name: one for entry, one in zip(entries, played)}

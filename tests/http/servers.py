@@ -49,14 +49,14 @@ def text_of(path):
 
 
 class Program:
-    """A process in a session of its own, whose output goes to a file."""
+    """A process in a session of its own, whose output goes to a file. It does not outlive the thread that starts it."""
 
     def __init__(self, stack, directory, *command, **environment):
         self.directory = directory
         self.output = directory / "output"
         with open(self.output, "wb") as log:
             self.process = subprocess.Popen(
-                [str(word) for word in command], stdin=subprocess.DEVNULL, stdout=log, stderr=log,
+                ["setpriv", "--pdeathsig", "TERM", *map(str, command)], stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                 start_new_session=True, env={**os.environ, **environment})
         stack.callback(self.stop)
 
@@ -65,7 +65,7 @@ class Program:
 
     def check(self):
         if not self.running():
-            raise SystemExit(f"{self.process.args[0]} ended:\n{text_of(self.output)}")
+            raise SystemExit(f"{self.process.args[3]} ended:\n{text_of(self.output)}")
 
     def stop(self):
         """Asks it to end; its logs are whole afterwards."""
@@ -80,30 +80,58 @@ class Program:
             raise SystemExit(text_of(self.output))
 
 
-class HotspotWeb(Program):
-    """hotspot-web with a module; `settings` are lines of its TOML file."""
+def make_certificate(directory):
+    """A certificate and its key, and the settings of hotspot-web that name them."""
+    files = [directory / "certificate.pem", directory / "key.pem"]
+    settings = f'certificate = "{files[0]}"\nkey = "{files[1]}"\n'
+    if files[0].exists():
+        return settings
+    made = subprocess.run(
+        ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+         "-days", "2", "-subj", "/CN=p", "-out", files[0], "-keyout", files[1]],
+        capture_output=True, text=True, check=False)
+    if made.returncode:
+        raise SystemExit(f"openssl: {made.stderr}")
+    return settings
 
-    def __init__(self, stack, directory, module, settings=""):
-        directory.mkdir()
+
+class HotspotWeb(Program):
+    """hotspot-web with a module, on a plain port and one with TLS; `settings` are lines of its TOML file."""
+
+    def __init__(self, stack, directory, module, settings="", workers=2, address="127.0.0.1", ports=(0, 0),
+                 **environment):
+        directory.mkdir(exist_ok=True)
         self.access_log = directory / "access.log"
+        self.address = address
         config = directory / "web.toml"
         config.write_text(f"""
 module = "{module}"
 access-log = "{self.access_log}"
 server-names = ["p"]
-workers = 2
+workers = {workers}
+{make_certificate(directory)}
 {settings}
 [[listen]]
-address = "127.0.0.1"
-port = 0
+address = "{address}"
+port = {ports[0]}
+[[listen]]
+address = "{address}"
+port = {ports[1]}
+tls = true
 """)
-        super().__init__(stack, directory, BUILD / "bin/hotspot-web", "--config", config)
+        super().__init__(stack, directory, BUILD / "bin/hotspot-web", "--config", config, **environment)
         found = eventually("hotspot-web listens", self.listening)
-        self.port = int(found.group(1))
+        self.port, self.tls_port = map(int, found.groups())
 
     def listening(self):
         self.check()
-        return re.search(r"listening on http://127\.0\.0\.1:(\d+)\n", text_of(self.output))
+        address = re.escape(self.address)
+        return re.search(rf"listening on http://{address}:(\d+)\n.*listening on https://{address}:(\d+)\n",
+                         text_of(self.output), re.DOTALL)
+
+    def workers(self):
+        pid = self.process.pid
+        return [int(word) for word in text_of(f"/proc/{pid}/task/{pid}/children").split()]
 
 
 def timeouts(secs):
@@ -119,15 +147,16 @@ def add_literal_names(pages):
         path.write_text(f"the file {name}\n")
 
 
-def start_portal(stack, directory, settings):
-    """The real module, pages and manager behind hotspot-web."""
-    directory.mkdir()
+def start_manager(stack, directory):
+    """The real manager, with pages of its own; `web_settings` are what hotspot-web needs of them. A second call for
+    a directory starts it again after its end."""
+    directory.mkdir(exist_ok=True)
     pages = directory / "pages"
-    shutil.copytree(BUILD / "share/hotspot/pages", pages)
+    shutil.copytree(BUILD / "share/hotspot/pages", pages, dirs_exist_ok=True)
     add_literal_names(pages)
     (directory / "secret").write_text(SECRET)
     managers = directory / "manager"
-    managers.mkdir()
+    managers.mkdir(exist_ok=True)
     admin = managers / "admin.sock"
     config = managers / "manager.toml"
     config.write_text(f"""
@@ -145,10 +174,15 @@ dns-name = "p"
         return subprocess.run(show, capture_output=True, check=False).returncode == 0
 
     eventually("hotspot-manager answers", ready)
-    web = HotspotWeb(stack, directory / "web", BUILD / "lib/hotspot.so", f"""
-manager-socket = "{directory}/portal.sock"
-html-dir = "{pages}/"
-{settings}""")
+    manager.pages = pages
+    manager.web_settings = f'manager-socket = "{directory}/portal.sock"\nhtml-dir = "{pages}/"\n'
+    return manager
+
+
+def start_portal(stack, directory, settings):
+    """The real module, pages and manager behind hotspot-web."""
+    manager = start_manager(stack, directory)
+    web = HotspotWeb(stack, directory / "web", BUILD / "lib/hotspot.so", manager.web_settings + settings)
     web.manager = manager
     return web
 

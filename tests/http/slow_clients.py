@@ -4,8 +4,9 @@
 slow_clients.py [--clients N] [--samples N]: prints the good client's times without and with the slow ones, and
 fails when the slow ones make the 99th percentile more than three times as long.
 
-The slow ones, a quarter each: silent after connecting; a header, a byte a second; a form of a login, a byte a
-second; many requests at once, of whose answers nothing is read. One that the server ends comes back at once.
+The slow ones, an equal share each: silent after connecting, with and without TLS; a header, a byte a second; a form
+of a login, a byte a second; many requests at once, of whose answers nothing is read; a TLS handshake, a byte a second;
+the beginning of one and then silence. One that the server ends comes back at once.
 """
 
 import argparse
@@ -17,37 +18,54 @@ import random
 import resource
 import select
 import socket
+import ssl
 import sys
 import tempfile
 import time
 from pathlib import Path
 
+import play
 import servers
 
 FACTOR = 3
 TRIES = 3
 CLIENTS_OF_AN_ADDRESS = 50
+TLS = play.tls_context()
 GOOD_ADDRESS = "127.3.0.1"
 PAGE = b"GET /login HTTP/1.1\r\nHost: p\r\nConnection: close\r\n\r\n"
 PAUSE_SECS = 0.002  # between two requests of the good client
 
-# What each kind says at once, and then a byte of each second.
+
+
+def client_hello():
+    """The first flight of a TLS handshake."""
+    to_send = ssl.MemoryBIO()
+    with contextlib.suppress(ssl.SSLWantReadError):
+        play.tls_context().wrap_bio(ssl.MemoryBIO(), to_send, server_hostname="p").do_handshake()
+    return to_send.read()
+
+
+HELLO = client_hello()
+# What each kind says at once, and then a byte of each second; those that meet the port with TLS.
 KINDS = {
     "silent": (b"", b""),
-    "header": (b"GET /login HTTP/1.1\r\nHost: p\r\nX: ", b"x"),
+    "header": (b"GET /login HTTP/1.1\r\nHost: p\r\nX: ", b"x" * 1000),
     "form": (b"POST /login HTTP/1.1\r\nHost: p\r\nContent-Length: 1000\r\n"
-             b"Content-Type: application/x-www-form-urlencoded\r\n\r\nusername=", b"x"),
+             b"Content-Type: application/x-www-form-urlencoded\r\n\r\nusername=", b"x" * 1000),
     "deaf": (b"GET /login HTTP/1.1\r\nHost: p\r\n\r\n" * 100, b""),
+    "TLS silent": (b"", b""),
+    "TLS hello": (HELLO[:1], HELLO[1:]),
+    "TLS begun": (HELLO, b""),
 }
 
 
 class Slow:
     """One slow client; comes back when it was ended."""
 
-    def __init__(self, number, port):
+    def __init__(self, number, ports):
         self.kind = list(KINDS)[number % len(KINDS)]
         self.address = f"127.2.0.{1 + number // CLIENTS_OF_AN_ADDRESS}"
-        self.port = port
+        self.port = ports[self.kind.startswith("TLS")]
         self.connection = None
         self.came = 0.0
 
@@ -59,7 +77,13 @@ class Slow:
         self.connection.bind((self.address, 0))
         self.connection.connect(("127.0.0.1", self.port))
         self.connection.setblocking(False)
+        self.said = 0
         self.send(KINDS[self.kind][0])
+
+    def send_next(self):
+        """A byte. False when the server ended the connection."""
+        self.said += 1
+        return self.send(KINDS[self.kind][1][self.said - 1:self.said])
 
     def send(self, text):
         """False when the server ended the connection."""
@@ -94,16 +118,16 @@ class Slow:
 class Crowd:
     """All slow clients, in a process of their own."""
 
-    def __init__(self, count, port):
+    def __init__(self, count, ports):
         self.count = count
         self.connected = multiprocessing.Value("i", 0)
         self.fewest = multiprocessing.Value("i", 0)  # connected at once, since the crowd was whole
         self.ended = multiprocessing.Value("i", 0)
-        self.process = multiprocessing.Process(target=self.run, args=(port,), daemon=True)
+        self.process = multiprocessing.Process(target=self.run, args=(ports,), daemon=True)
         self.process.start()
 
-    def run(self, port):
-        crowd = [Slow(number, port) for number in range(self.count)]
+    def run(self, ports):
+        crowd = [Slow(number, ports) for number in range(self.count)]
         begun = time.monotonic()
         # Everybody's turn is once a second; they are spread over it.
         turns = [(begun + random.random(), number) for number in range(self.count)]
@@ -134,7 +158,7 @@ class Crowd:
     def take_turn(self, poll, owners, slow):
         if slow.connection is None:
             self.bring(poll, owners, slow)
-        elif not slow.send(KINDS[slow.kind][1]):
+        elif not slow.send_next():
             self.forget(poll, owners, slow)
 
     def forget(self, poll, owners, slow):
@@ -153,51 +177,55 @@ class Crowd:
         self.process.join()
 
 
-def fetch(port):
+def fetch(port, tls):
     """The seconds that the good client's page takes, with its connection."""
     begun = time.perf_counter()
     answer = b""
-    with socket.socket() as client:
-        client.settimeout(30)
-        client.bind((GOOD_ADDRESS, 0))
-        client.connect(("127.0.0.1", port))
-        client.sendall(PAGE)
-        while piece := client.recv(65536):
-            answer += piece
+    with socket.socket() as plain:
+        plain.settimeout(30)
+        plain.bind((GOOD_ADDRESS, 0))
+        plain.connect(("127.0.0.1", port))
+        with TLS.wrap_socket(plain, server_hostname="p") if tls else plain as client:
+            client.sendall(PAGE)
+            while piece := client.recv(65536):
+                answer += piece
     took = time.perf_counter() - begun
     if not answer.startswith(b"HTTP/1.1 200 ") or not answer.rstrip().endswith(b"</html>"):
         raise SystemExit(f"the good client did not get its page: {answer[:200]!r}")
     return took
 
 
-def sample(port, count):
-    """Median and 99th percentile in milliseconds, and the worst."""
-    times = []
-    for _ in range(count):
-        times.append(fetch(port) * 1000)
+def sample(ports, count):
+    """Median and 99th percentile in milliseconds, and the worst: without TLS, and of half as many with it."""
+    times = ([], [])
+    for number in range(count):
+        times[0].append(fetch(ports[0], False) * 1000)
+        if number % 2 == 0:
+            times[1].append(fetch(ports[1], True) * 1000)
         time.sleep(PAUSE_SECS)
-    times.sort()
-    return times[count // 2], times[count * 99 // 100], times[-1]
+    return [(each[len(each) // 2], each[len(each) * 99 // 100], each[-1]) for each in map(sorted, times)]
 
 
 def attempt(clients, samples):
-    """The factor between the two 99th percentiles."""
+    """The factor between the 99th percentiles, the greater of those without and with TLS."""
     with tempfile.TemporaryDirectory(prefix="hotspot-slow-") as name, contextlib.ExitStack() as stack:
         web = servers.start_portal(stack, Path(name) / "portal", f"""
 max-connections = {clients + 200}
 max-connections-per-client = {CLIENTS_OF_AN_ADDRESS + 10}
 """)
-        sample(web.port, samples // 10)
-        quiet = sample(web.port, samples)
-        crowd = Crowd(clients, web.port)
+        ports = (web.port, web.tls_port)
+        sample(ports, samples // 10)
+        quiet = sample(ports, samples)
+        crowd = Crowd(clients, ports)
         stack.callback(crowd.stop)
         servers.eventually("all slow clients are connected", lambda: crowd.fewest.value > 0)
-        crowded = sample(web.port, samples)
+        crowded = sample(ports, samples)
         fewest, ended = crowd.fewest.value, crowd.ended.value
         web.check()
-    factor = crowded[1] / quiet[1]
-    for what, (median, p99, worst) in (("quiet", quiet), (f"{clients} slow clients", crowded)):
-        print(f"{what:<20} median {median:7.2f} ms   p99 {p99:7.2f} ms   worst {worst:7.2f} ms")
+    factor = max(after[1] / before[1] for before, after in zip(quiet, crowded))
+    for what, series in (("quiet", quiet), (f"{clients} slow clients", crowded)):
+        for how, (median, p99, worst) in zip(("", ", TLS"), series):
+            print(f"{what + how:<24} median {median:7.2f} ms   p99 {p99:7.2f} ms   worst {worst:7.2f} ms")
     print(f"p99 times {factor:.2f}; at least {fewest} slow clients connected at any time, "
           f"{ended} times one was ended and came back", flush=True)
     if fewest < clients * 8 // 10:

@@ -67,7 +67,7 @@ def reference_log(path):
         client = found.group(1)
         status, request, uri, query, host, sent = map(unescape, found.groups()[1:])
         seen[client].append(Seen(status, request.split(" ")[0], uri, query.removeprefix("?"),
-                                 host_of(host.removeprefix("-")), taken=status in UNDERSTOOD,
+                                 host_of(host), taken=status in UNDERSTOOD,
                                  answered=sent not in ("0", "-")))
     return seen
 
@@ -75,7 +75,7 @@ def reference_log(path):
 def hotspot_log(path):
     """client -> [Seen] of hotspot-web's access log; what the module saw is in the answers."""
     seen = defaultdict(list)
-    line_form = re.compile(r"\S+ (\S+) http " + STRING + r" (\d+|-) \d+ \d+us")
+    line_form = re.compile(r"\S+ (\S+) https? " + STRING + r" (\d+|-) \d+ \d+us")
     for line in text_of(path).split("\n")[:-1]:
         found = line_form.fullmatch(line)
         if found is None:
@@ -141,7 +141,7 @@ def verdict(name, played, seen):
             told = re.search(r"^X-Seen: " + " ".join([STRING] * 4) + r"\r$", head, re.M)
             if told:
                 one.path, one.query, host, one.body = map(unescape, told.groups())
-                one.host, one.taken = host_of(host.removeprefix("-")), True
+                one.host, one.taken = host_of(host), True
             length = re.search(r"^X-Length: (\d+)\r$", head, re.M)
             if length and length.group(1) != "0":
                 one.body = f"({length.group(1)} bytes)"

@@ -20,6 +20,8 @@ from requests_file import read_requests, read_verdicts
 
 HERE = Path(__file__).parent
 WHO = ("hotspot", "portal", "nginx", "lighttpd")
+# hotspot-web's other readings of the same requests, and whose verdict each has to repeat.
+AGAIN = {"a byte at a time": "hotspot", "over TLS": "hotspot", "the portal over TLS": "portal"}
 # Longer ones would take too long a byte at a time.
 BYTEWISE_LIMIT = 1500
 # Seconds after which the servers give a silent client up: one that will say more, and one that will not.
@@ -51,7 +53,9 @@ class Fleet:
         """Plays `entries` against all, and `small` a byte at a time against hotspot-web."""
         plays = [play.play_all(self.servers[who].port, entries, 0) for who in WHO]
         plays.append(play.play_all(self.servers["hotspot"].port, small, 10000, bytewise=True))
-        self.played = dict(zip((*WHO, "bytewise"), await asyncio.gather(*plays)))
+        plays += [play.play_all(self.servers[who].tls_port, entries, 20000, through=play.Tls)
+                  for who in WHO[:2]]
+        self.played = dict(zip((*WHO, *AGAIN), await asyncio.gather(*plays)))
         for server in self.servers.values():
             server.check()
 
@@ -59,7 +63,7 @@ class Fleet:
         """who -> {name: verdict}. REQUIRES: the servers have ended, so that their logs are whole."""
         seen = {who: verdicts.hotspot_log(self.servers[who].access_log) for who in WHO[:2]}
         seen |= {who: verdicts.reference_log(self.directory / who / "access.log") for who in WHO[2:]}
-        seen["bytewise"] = seen["hotspot"]
+        seen |= {again: seen[who] for again, who in AGAIN.items()}
         for results in self.played.values():
             for name, one in results.items():
                 if servers.SECRET.encode() in one.answer:
@@ -78,7 +82,7 @@ async def play_fleets(patient, hasty, entries):
 
 
 def gather(entries):
-    """who -> {name: verdict} for the four servers, and "bytewise" for hotspot-web once more."""
+    """who -> {name: verdict} for the four servers, and hotspot-web's again for each of AGAIN."""
     with tempfile.TemporaryDirectory(prefix="hotspot-http-") as name:
         with contextlib.ExitStack() as stack:
             patient = Fleet(stack, Path(name) / "patient", PATIENT_SECS)
@@ -92,12 +96,23 @@ def differs(record):
     return len({tuple(verdicts.compared(record[who])) for who in ("hotspot", "nginx", "lighttpd")}) > 1
 
 
+def until_intercepted(verdict, seen):
+    """The part of a verdict up to the first request for another host, according to what was seen."""
+    items = verdict.split(", ")
+    foreign = [number for number, item in enumerate(seen.split(", ")) if " @" in item]
+    return ", ".join(items[:foreign[0] + 1] if foreign else items)
+
+
 def check_hotspot(name, found):
     """What holds of hotspot-web's verdicts whatever was written down."""
-    seen = found["hotspot"][name]
-    again = found["bytewise"].get(name, seen)
-    if again != seen:
-        yield f"{name}: hotspot-web's verdict is {seen!r}, a byte at a time {again!r}"
+    for how, who in AGAIN.items():
+        seen = found[who][name]
+        again = found[how].get(name, seen)
+        if who == "portal":
+            # The portal ends a TLS connection with an intercepted request.
+            seen = until_intercepted(seen, found["hotspot"][name])
+        if again != seen:
+            yield f"{name}: {who}'s verdict is {seen!r}, {how} {again!r}"
 
 
 def check(name, record, found, known):
@@ -114,6 +129,22 @@ def check(name, record, found, known):
         yield f"{name}: the servers differ and no line says why"
     if not differs(record) and "why" in record:
         yield f"{name}: the servers agree, and a line explains a difference"
+
+
+def look_again(entries, records, found):
+    """On a busy machine a reference may give a client up between two of its pieces. Entries of which nginx or
+    lighttpd made something else than written down are played once more, by themselves, and that counts;
+    hotspot-web's verdicts have to be right at once. Returns how many there were."""
+    doubtful = [one for one in entries if one.name in records
+                and any(found[who][one.name] != records[one.name].get(who) for who in WHO[2:])]
+    if doubtful:
+        second = gather(doubtful)
+        for one in doubtful:
+            for who in WHO[2:]:
+                if found[who][one.name] != records[one.name].get(who):
+                    print(f"{one.name}: {who}: {found[who][one.name]!r}, by itself {second[who][one.name]!r}")
+                    found[who][one.name] = second[who][one.name]
+    return len(doubtful)
 
 
 def write(entries, found, records):
@@ -154,6 +185,7 @@ def main():
     written = (HERE / "verdicts/versions").read_text("ascii").split()
     if written != list(known.values()):
         print(f"verdicts were written down with {written}, these are {list(known.values())}")
+    doubtful = look_again(played, records, found)
     for entry in played:
         problems += check_hotspot(entry.name, found)
         problems += check(entry.name, records.get(entry.name), found, known)
@@ -161,7 +193,7 @@ def main():
                  for name in records.keys() - {one.name for one in entries}]
     for problem in problems:
         print(problem)
-    print(f"{len(played)} requests, {len(problems)} problems, "
+    print(f"{len(played)} requests, {doubtful} of them once more, {len(problems)} problems, "
           f"{sum('why' in record for record in records.values())} differences explained, "
           f"{time.monotonic() - begun:.1f} s")
     return 1 if problems else 0
