@@ -4,6 +4,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <iostream>
 #include <memory>
 
@@ -13,23 +14,40 @@ namespace hotspotctl {
 
 namespace {
 
-// Switches the terminal's echo off for as long as it lives.
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+// The terminal as it was, for the handler.
+termios terminalBefore{};
+
+// Nothing but system calls: it runs in the middle of anything. The signal's own effect comes next.
+void restoreAndEnd(int signal) {
+  tcsetattr(STDIN_FILENO, TCSANOW, &terminalBefore);
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+}
+
+// Switches the terminal's echo off for as long as it lives, and on again should a signal end the
+// program meanwhile. Ctrl-Z does nothing: a stopped program would leave the shell without echo. One
+// at a time.
 class Silence {
  public:
   Silence() {
-    if (tcgetattr(STDIN_FILENO, &before_) != 0) return;
-    termios silent = before_;
+    if (tcgetattr(STDIN_FILENO, &terminalBefore) != 0) return;
+    for (const int signal : kEndingSignals) std::signal(signal, restoreAndEnd);
+    termios silent = terminalBefore;
     silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    silent.c_cc[VSUSP] = _POSIX_VDISABLE;
     changed_ = tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent) == 0;
   }
   ~Silence() {
-    if (changed_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+    if (!changed_) return;
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &terminalBefore);
+    for (const int signal : kEndingSignals) std::signal(signal, SIG_DFL);
   }
   Silence(const Silence&) = delete;
   Silence& operator=(const Silence&) = delete;
 
  private:
-  termios before_{};
   bool changed_ = false;
 };
 
