@@ -86,7 +86,10 @@ std::string whyNever(const pages::PageVariable& variable, bool isEscaped, std::s
       if (std::find(types.begin(), types.end(), value) != types.end()) return "";
       if (value.starts_with("unknown<"))
         return "is compared as the page shows it, as \"unknown&lt;0x..&gt;\"";
-      const std::string_view near = nearest(value, {types.begin(), types.end()});
+      std::string_view near = nearest(value, {types.begin(), types.end()});
+      for (const std::string_view type : types) {
+        if (near.empty() && type.starts_with(value)) near = type;
+      }
       return near.empty() ? "has no such value"
                           : "has no such value; did you mean \"" + std::string(near) + "\"?";
     }
@@ -113,7 +116,8 @@ void checkKnownCondition(const PageCheck& page, const Directive& condition,
                           " true: \"" + name + "\" " + why);
     return;
   }
-  if (variable.canBeEmpty) return;
+  // Where it is not always set the condition asks whether it is.
+  if (variable.canBeEmpty || !pages::lists(variable.always, page.file.page)) return;
   const bool isSwitch =
       variable.kind == ValueKind::kYesNo || variable.kind == ValueKind::kTrueFalse;
   const bool isNumber = variable.kind == ValueKind::kNumber;

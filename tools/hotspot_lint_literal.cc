@@ -128,7 +128,7 @@ class LiteralCheck {
     }
     if (!isAttached) return false;
     if (isKeyword) return attempt_.words.size() > 1 && (first == "if" || first == "elif");
-    if (isOneWord) return looksLikeName(first) && isNearName(first);
+    if (isOneWord && looksLikeName(first)) return isNearName(first);
     // "%username" without its closer: a name of more than one word, which is no running text.
     const std::size_t end = first.find_first_not_of("abcdefghijklmnopqrstuvwxyz-");
     const std::string_view name = first.substr(0, end);

@@ -78,32 +78,55 @@ class ValueCheck {
     if (pages::isHarmless(variable_->kind)) return;
     // Backslashes and digits: safe wherever a text is.
     if (variable_->kind == ValueKind::kOctal && region_.place == Place::kAttribute) return;
-    const std::string_view page = portalLink(variable_->name);
-    std::string todo = "write \"$(" + name() + "-esc)\"";
-    if (region_.place == Place::kAttribute && !page.empty()) {
-      todo = "write the link itself: \"" + std::string(page) +
-             "$(if target-dir)?target=$(target-dir-esc)$(endif)\"";
-    } else if (region_.place == Place::kScript) {
-      todo += " in quotes and take it apart with decodeURIComponent(text.replace(/\\+/g, \" \"))";
-    }
     check_.page.findings.add(
         Rule::kUnescaped, directive_.begin,
-        "\"" + name() + "\" stands unescaped " + where + ", and " + why + "; " + todo,
+        "\"" + name() + "\" stands unescaped " + where + ", and " + why + "; " + remedy(),
         variable_->origin == pages::Origin::kClient ? Severity::kError : Severity::kWarning);
   }
 
+  // What to write instead.
+  std::string remedy() const {
+    const std::string escaped = "\"$(" + name() + "-esc)\"";
+    if (region_.place == Place::kScript) {
+      return "write " + escaped +
+             " in quotes and take it apart with decodeURIComponent(text.replace(/\\+/g, \" \"))";
+    }
+    if (region_.place != Place::kAttribute) return "write " + escaped;
+    const Tag& tag = check_.html.tags[region_.tag];
+    const Attribute& attribute = tag.attributes[region_.attribute];
+    const bool isWhole = variable_->kind == ValueKind::kUrl && startsAddress(attribute);
+    const std::string_view page = portalLink(variable_->name);
+    if (isUrl(tag, attribute) && isWhole && !page.empty()) {
+      return "write the link itself: \"" + std::string(page) +
+             "$(if target-dir)?target=$(target-dir-esc)$(endif)\"";
+    }
+    const bool isForScripts = attribute.name.starts_with("data-") || isScript(attribute);
+    if (isForScripts || (isUrl(tag, attribute) && !isWhole)) return "write " + escaped;
+    return "put " + escaped + " into a data- attribute and let a script take it apart";
+  }
+
+  static bool isScript(const Attribute& attribute) {
+    return attribute.name.starts_with("on") ||
+           lowered(attribute.value.substr(0, 64)).find("javascript:") != std::string::npos;
+  }
+
   void script() const {
-    if (!reference_.isEscaped && variable_->kind != ValueKind::kOctal) {
+    const bool isSafe = reference_.isEscaped || variable_->kind == ValueKind::kOctal ||
+                        pages::isHarmless(variable_->kind);
+    if (!isSafe) {
       risky("in a script", "a quote or line end in it ends the string");
       return;
     }
-    if (isSameEscaped(variable_->kind) && variable_->kind != ValueKind::kDuration) return;
+    if (variable_->kind == ValueKind::kNumber || variable_->kind == ValueKind::kTrueFalse) return;
     // Directly behind or in front of a quote, or between other characters of a string: enough to
     // tell "x = '$(y-esc)'" from "x = $(y-esc);".
     const std::string_view text = check_.view.text;
-    const std::size_t line = text.rfind('\n', at_) + 1;
-    const std::string_view before = text.substr(line, at_ - line);
-    if (before.find_first_of("\"'`") != std::string_view::npos) return;
+    constexpr std::size_t kLooked = 1000;
+    std::string_view before = text.substr(0, at_);
+    if (before.size() > kLooked) before.remove_prefix(before.size() - kLooked);
+    before.remove_prefix(before.rfind('\n') + 1);
+    const bool isComment = before.find("//") != std::string_view::npos;
+    if (isComment || before.find_first_of("\"'`") != std::string_view::npos) return;
     check_.page.findings.add(Rule::kEscMisread, directive_.begin,
                              "\"" + directive_.name +
                                  "\" stands in a script without quotes and is read as code; put it "
@@ -113,18 +136,15 @@ class ValueCheck {
   void attribute() const {
     const Tag& tag = check_.html.tags[region_.tag];
     const Attribute& attribute = tag.attributes[region_.attribute];
-    const bool isScript =
-        attribute.name.starts_with("on") ||
-        lowered(attribute.value.substr(0, 64)).find("javascript:") != std::string::npos;
     if (!reference_.isEscaped) {
-      risky(isScript                ? "in a script"
+      risky(isScript(attribute)     ? "in a script"
             : isUrl(tag, attribute) ? "in an address"
                                     : "in an attribute",
             attribute.quote != '\0' ? "a quote in it ends the attribute"
                                     : "a blank in it ends the attribute");
       return;
     }
-    if (isScript || attribute.name == "style" || attribute.name.starts_with("data-") ||
+    if (isScript(attribute) || attribute.name == "style" || attribute.name.starts_with("data-") ||
         isSameEscaped(variable_->kind)) {
       return;
     }
@@ -147,8 +167,10 @@ class ValueCheck {
         std::string_view(check_.view.text).substr(attribute.begin, at_ - attribute.begin);
     const std::size_t last = before.find_last_not_of(" \t\n'\"");
     // The address of a refresh stands behind "url=".
-    return last == std::string_view::npos || (attribute.name == "content" && before[last] == '=' &&
-                                              lowered(before.substr(0, last)).ends_with("url"));
+    if (last == std::string_view::npos) return true;
+    constexpr std::size_t kUrl = 3;
+    return attribute.name == "content" && before[last] == '=' && last >= kUrl &&
+           lowered(before.substr(last - kUrl, kUrl)) == "url";
   }
 
   const ViewCheck& check_;

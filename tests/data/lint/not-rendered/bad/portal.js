@@ -1,0 +1,1 @@
+var where = decodeURIComponent("$(link-orig-esc)");

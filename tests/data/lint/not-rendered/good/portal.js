@@ -1,0 +1,1 @@
+var name = document.getElementById("who").dataset.name;

@@ -1,0 +1,232 @@
+// The program: exit statuses, forms of output, and directories that nobody would make.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/lint/lint_run.h"
+#include "tools/hotspot_lint.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+
+TEST(LintProgram, ExitStatusSaysWhatWasFound) {
+  const Example bad("unescaped", "bad");
+  EXPECT_EQ(runLint({bad.path()}).status, 1);
+  const Example good("unescaped", "good");
+  EXPECT_EQ(runLint({good.path()}).status, 0);
+  EXPECT_EQ(runLint({good.path(), "--strict"}).status, 1) << "its pages fall back";
+  const Example whole("fallback", "good");
+  EXPECT_EQ(runLint({whole.path(), "--strict"}).status, 0);
+}
+
+TEST(LintProgram, WrongUsageAndUnreadableDirectoriesAreTwo) {
+  const Example good("unescaped", "good");
+  const std::vector<std::vector<std::string>> wrong = {{},
+                                                       {"--nosuch", good.path()},
+                                                       {good.path(), "another"},
+                                                       {good.path(), "--json", "--sarif"},
+                                                       {good.path(), "--color", "blue"},
+                                                       {good.path() / "nosuch"},
+                                                       {good.path() / "status.html"}};
+  for (const std::vector<std::string>& arguments : wrong) {
+    const Ended ended = runLint(arguments);
+    EXPECT_EQ(ended.status, 2) << testing::PrintToString(arguments);
+    EXPECT_EQ(ended.out, "") << testing::PrintToString(arguments);
+    EXPECT_NE(ended.err, "") << testing::PrintToString(arguments);
+  }
+  const ScratchDir tmp;
+  EXPECT_EQ(runProgram({TEST_LINT, good.path()}, "", tmp.path(), "/dev/full").status, 2);
+}
+
+TEST(LintProgram, HelpNamesEveryOptionAndSoDoesTheManual) {
+  const Ended help = runLint({"--help"});
+  EXPECT_EQ(help.status, 0);
+  std::string manual = readFile(TEST_SOURCE_DIR "/packaging/hotspot-lint.1");
+  std::erase(manual, '\\');
+  for (const std::string option : {"--json", "--sarif", "--strict", "--color", "--list-rules",
+                                   "--list-variables", "--version", "--help"}) {
+    EXPECT_NE(help.out.find(option), std::string::npos) << option;
+    EXPECT_NE(manual.find(option), std::string::npos) << option;
+  }
+}
+
+TEST(LintProgram, LinesNamePlaceRuleAndRemedy) {
+  const Example bad("missing-closer", "bad");
+  const std::string directory = bad.path();
+  const std::string line =
+      directory +
+      "/status.html:8:10: error: \"$(username\" has no closer: end it with \")\" "
+      "[missing-closer]\n";
+  const Ended plain = runLint({directory});
+  EXPECT_NE(plain.out.find(line), std::string::npos) << plain.out;
+  EXPECT_EQ(plain.out.find('\x1b'), std::string::npos) << "colours into a file";
+  EXPECT_TRUE(plain.out.ends_with("\n1 error, 0 warnings, 12 notes\n")) << plain.out;
+  EXPECT_EQ(runLint({directory + "/"}).out, plain.out);
+  const Ended coloured = runLint({directory, "--color=always"});
+  EXPECT_NE(coloured.out.find("\x1b[1;31merror:\x1b[0m"), std::string::npos) << coloured.out;
+}
+
+TEST(LintProgram, JsonHasEveryFinding) {
+  const Example bad("missing-closer", "bad");
+  const Ended ended = runLint({bad.path(), "--json"});
+  EXPECT_EQ(ended.status, 1);
+  const Json json = Json::parse(ended.out);
+  EXPECT_EQ(json["directory"], bad.path().string());
+  EXPECT_EQ(json["errors"], 1);
+  EXPECT_EQ(json["notes"], 12);
+  ASSERT_EQ(json["findings"].size(), 13u);
+  const Json expected = {{"file", "status.html"},
+                         {"line", 8},
+                         {"column", 10},
+                         {"severity", "error"},
+                         {"rule", "missing-closer"},
+                         {"message", "\"$(username\" has no closer: end it with \")\""}};
+  EXPECT_EQ(json["findings"].back(), expected);
+}
+
+// What the schema of SARIF 2.1.0 asks of the parts that are written (sections 3.13 to 3.30).
+TEST(LintProgram, SarifIsWellFormed) {
+  const ScratchDir scratch;
+  scratch.write("a b/\xc3\xa9.html", "<p title=\"$(username)\">");
+  const Ended ended = runLint({scratch.path(), "--sarif"});
+  EXPECT_EQ(ended.status, 1);
+  const Json log = Json::parse(ended.out);
+  EXPECT_EQ(log["version"], "2.1.0");
+  ASSERT_EQ(log["runs"].size(), 1u);
+  const Json& run = log["runs"][0];
+  const Json& driver = run["tool"]["driver"];
+  EXPECT_EQ(driver["name"], "hotspot-lint");
+  ASSERT_EQ(driver["rules"].size(), lint::rules().size());
+  EXPECT_EQ(run["columnKind"], "unicodeCodePoints");
+  EXPECT_EQ(run["originalUriBaseIds"]["PAGES"]["uri"], "file://" + scratch.path().string() + "/");
+  bool isThere = false;
+  ASSERT_FALSE(run["results"].empty());
+  for (const Json& result : run["results"]) {
+    EXPECT_EQ(driver["rules"][result["ruleIndex"].get<std::size_t>()]["id"], result["ruleId"]);
+    EXPECT_FALSE(result["message"]["text"].get<std::string>().empty());
+    const std::string level = result["level"];
+    EXPECT_TRUE(level == "error" || level == "warning" || level == "note") << level;
+    ASSERT_EQ(result["locations"].size(), 1u);
+    const Json& place = result["locations"][0]["physicalLocation"];
+    EXPECT_EQ(place["artifactLocation"]["uriBaseId"], "PAGES");
+    EXPECT_GE(place["region"]["startLine"], 1);
+    if (result["ruleId"] == "unescaped") {
+      isThere = true;
+      EXPECT_EQ(place["artifactLocation"]["uri"], "a%20b/%C3%A9.html");
+      EXPECT_EQ(place["region"]["startColumn"], 11);
+    }
+  }
+  EXPECT_TRUE(isThere);
+}
+
+TEST(LintProgram, ListsItsRulesAndVariables) {
+  const Ended rules = runLint({"--list-rules"});
+  EXPECT_EQ(rules.status, 0);
+  EXPECT_EQ(Json::parse(runLint({"--list-rules", "--json"}).out).size(), lint::rules().size());
+  for (const lint::RuleInfo& rule : lint::rules()) {
+    EXPECT_NE(rules.out.find(rule.id), std::string::npos) << rule.id;
+  }
+  const Json variables = Json::parse(runLint({"--list-variables", "--json"}).out);
+  EXPECT_EQ(variables.size(), 59u);
+  EXPECT_EQ(variables[0]["name"], "advert-pending");
+  EXPECT_NE(runLint({"--list-variables"}).out.find("chap-challenge"), std::string::npos);
+}
+
+TEST(LintProgram, SaysTheSameEachTime) {
+  const Example bad("unknown-variable", "bad");
+  const std::string first = runLint({bad.path()}).out;
+  EXPECT_EQ(runLint({bad.path()}).out, first);
+  const std::vector<lint::Finding> findings = lint::lintDirectory(bad.path());
+  EXPECT_TRUE(std::is_sorted(findings.begin(), findings.end()));
+}
+
+TEST(LintProgram, OddFilesAreFindingsAndNeverOpened) {
+  const ScratchDir scratch;
+  scratch.write("login.html", "x");
+  ASSERT_EQ(mkfifo((scratch.path() / "status.html").c_str(), 0600), 0);
+  fs::create_symlink("nowhere", scratch.path() / "logout.html");
+  fs::create_directory_symlink(".", scratch.path() / "circle");
+  fs::create_directory(scratch.path() / "a");
+  fs::create_directory_symlink("../a", scratch.path() / "a" / "self");
+  fs::create_directory(scratch.path() / "error.html");
+  std::vector<std::string> unreadable;
+  for (const lint::Finding& finding : lint::lintDirectory(scratch.path())) {
+    if (finding.rule == lint::Rule::kUnreadable) unreadable.push_back(finding.file);
+  }
+  EXPECT_EQ(unreadable, (std::vector<std::string>{"error.html", "logout.html", "status.html"}));
+}
+
+TEST(LintProgram, NamesOfAnyBytesStayOneLine) {
+  const ScratchDir scratch;
+  scratch.write("a\n\x1b[31m\xff.html", "<p>$(nosuch)\x1b[31m</p>");
+  const std::string out = runLint({scratch.path()}).out;
+  EXPECT_EQ(out.find('\x1b'), std::string::npos) << out;
+  EXPECT_NE(out.find("/a??[31m\xff.html:1:4: error: "), std::string::npos) << out;
+  EXPECT_FALSE(Json::parse(runLint({scratch.path(), "--json"}).out)["findings"].empty());
+  EXPECT_FALSE(Json::parse(runLint({scratch.path(), "--sarif"}).out)["runs"].empty());
+}
+
+TEST(LintProgram, ColumnsCountCharacters) {
+  EXPECT_EQ(found("status.html", "<meta charset=\"utf-8\">\n\xc3\xa9\xe2\x82\xac $(nosuch)",
+                  lint::Rule::kUnknownVariable)
+                .at(0)
+                .substr(0, 4),
+            "2:4:");
+}
+
+std::string repeated(const std::string& text, std::size_t bytes) {
+  std::string result;
+  while (result.size() < bytes) result += text;
+  return result;
+}
+
+// A few texts that are long for no good reason; the time limit of the test holds the rest.
+TEST(LintProgram, HostileTextsTakeLinearTime) {
+  constexpr std::size_t kBytes = 1 << 20;
+  const std::string texts[] = {
+      repeated("x", kBytes),
+      repeated("%", kBytes),
+      repeated("$(", kBytes),
+      repeated("%a", kBytes),
+      repeated("$(if username)", kBytes),
+      repeated("$(if username)%", kBytes),
+      repeated("$(if username)a$(else)", kBytes),
+      repeated("$(if username == 1)a$(endif)", kBytes),
+      repeated("<", kBytes),
+      repeated("<a ", kBytes),
+      "<a " + repeated("b=\"", kBytes),
+      repeated("<a href=x>", kBytes),
+      repeated("<!--", kBytes),
+      repeated("<script>", kBytes),
+      repeated("$(nosuch)", kBytes),
+      repeated("<p title=\"$(username)\">", kBytes),
+      repeated("<form action=\"$(link-login)\"><input name=q>", kBytes),
+      repeated(std::string("\0\xff\xc3", 3), kBytes),
+  };
+  for (const std::string& text : texts) {
+    const ScratchDir scratch;
+    scratch.write("status.html", text);
+    const Ended ended = runLint({scratch.path()});
+    EXPECT_EQ(ended.status, 1) << text.substr(0, 20);
+    EXPECT_EQ(ended.err, "") << text.substr(0, 20);
+  }
+}
+
+TEST(LintProgram, DirectoriesThatAreNoPageDirectoriesAreRefused) {
+  const ScratchDir scratch;
+  fs::path deep = scratch.path();
+  for (int i = 0; i < 20; ++i) deep /= "d";
+  fs::create_directories(deep);
+  const Ended ended = runLint({scratch.path()});
+  EXPECT_EQ(ended.status, 2);
+  EXPECT_NE(ended.err.find("16 levels"), std::string::npos) << ended.err;
+}
+
+}  // namespace
