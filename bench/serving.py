@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""hotspot-web against nginx, both serving the same bytes, in one run. bench/run calls it."""
+"""hotspot-web against nginx and lighttpd, all serving the same bytes, in one run. bench/run calls it."""
 
 import argparse
 import contextlib
@@ -145,6 +145,40 @@ http {{
             return get(self.port, "/login")[1]
 
 
+class Lighttpd(Program):
+    def __init__(self, stack, directory, page, redirect):
+        self.port = free_port()
+        root = os.path.join(directory, "lighttpd")
+        os.makedirs(os.path.join(root, "pages"))
+        for name, body in (("login", page), ("news", redirect[1])):
+            with open(os.path.join(root, "pages", name), "wb") as file:
+                file.write(body)
+        config = os.path.join(root, "lighttpd.conf")
+        # The same as of nginx: its own defaults, a worker a processor, an access log, and no limit
+        # on the requests of a connection.
+        with open(config, "w", encoding="ascii") as file:
+            file.write(f"""
+server.modules = ("mod_accesslog", "mod_setenv")
+server.port = {self.port}
+server.bind = "127.0.0.1"
+server.document-root = "{root}/pages"
+server.errorlog = "{root}/error.log"
+server.max-worker = {os.cpu_count()}
+server.max-keep-alive-requests = 1000000000
+server.upload-dirs = ("{root}")
+accesslog.filename = "{root}/access.log"
+mimetype.assign = ("" => "text/html")
+$HTTP["url"] == "/news" {{ setenv.add-response-header = ("Location" => "{redirect[0]}") }}
+""")
+        super().__init__(stack, os.path.join(root, "log"), shutil.which("lighttpd") or
+                         "/usr/sbin/lighttpd", "-D", "-f", config)
+        eventually("lighttpd answers", self.answers)
+
+    def answers(self):
+        with contextlib.suppress(OSError):
+            return get(self.port, "/login")[1]
+
+
 class Portal(Program):
     """hotspot-web; its manager is somebody else's."""
 
@@ -192,24 +226,32 @@ def spread(values, digits=2):
                       (min(values), statistics.median(values), max(values)))
 
 
-def compare(title, nginx, portal, manager, rounds, seconds, path, *headers):
-    """The two in turn; prints a table."""
-    theirs, ours = [], []
-    Sample(nginx, 1, path, *headers)
-    Sample(portal, 1, path, *headers)
+def compare(title, references, portal, manager, rounds, seconds, path, *headers):
+    """All in turn; prints a table."""
+    theirs, ours = {name: [] for name in references}, []
+    for program in (*references.values(), portal):
+        Sample(program, 1, path, *headers)
     for _ in range(rounds):
-        theirs.append(Sample(nginx, seconds, path, *headers))
+        for name, program in references.items():
+            theirs[name].append(Sample(program, seconds, path, *headers))
         ours.append(Sample(portal, seconds, path, *headers, also=manager))
     print(f"\n{title}: min / median / max of {rounds} rounds of {seconds} s\n")
-    print("| | nginx | hotspot-web | ratio |")
-    print("|---|---|---|---|")
+    print("| ", "".join(f"| {name} " for name in references), "| hotspot-web ",
+          "".join(f"| ratio to {name} " for name in references), "|", sep="")
+    print("|---" * (2 * len(references) + 2), "|", sep="")
     for what, field, digits in (("requests a second", "rate", 0),
                                 ("CPU a request, us", "cpu_us", 1), ("p99, ms", "p99_ms", 2)):
-        a = [getattr(sample, field) for sample in theirs]
-        b = [getattr(sample, field) for sample in ours]
-        ratios = [y / x for x, y in zip(a, b)]
-        print(f"| {what} | {spread(a, digits)} | {spread(b, digits)} | {spread(ratios)} |")
-    print(f"| the manager's CPU a request, us | | {spread([s.also_us for s in ours], 1)} | |")
+        own = [getattr(sample, field) for sample in ours]
+        columns, ratios = [], []
+        for samples in theirs.values():
+            other = [getattr(sample, field) for sample in samples]
+            columns.append(spread(other, digits))
+            ratios.append(spread([y / x for x, y in zip(other, own)]))
+        print("|", " | ".join([what, *columns, spread(own, digits), *ratios]), "|")
+    none = [""] * len(references)
+    for what, values in (("the manager's CPU a request, us", [s.also_us for s in ours]),
+                         ("both, us", [s.cpu_us + s.also_us for s in ours])):
+        print("|", " | ".join([what, *none, spread(values, 1), *none]), "|")
 
 
 @contextlib.contextmanager
@@ -230,15 +272,15 @@ def idle_connections(port):
             client.close()
 
 
-def memory(nginx, portal):
+def memory(programs):
     print(f"\nMemory with {IDLE} idle connections, MiB (PSS of all processes)\n")
-    print("| | nginx | hotspot-web |")
-    print("|---|---|---|")
+    print("| ", "".join(f"| {name} " for name in programs), "|", sep="")
+    print("|---" * (len(programs) + 1), "|", sep="")
     rows = []
-    for program in (nginx, portal):
+    for program in programs.values():
         with idle_connections(program.port):
-            rows.append(program.pss_mib())
-    print(f"| after a run | {rows[0]:.1f} | {rows[1]:.1f} |")
+            rows.append(f"{program.pss_mib():.1f}")
+    print("| after a run |", " | ".join(rows), "|")
 
 
 def late(build, pages, rounds, seconds):
@@ -289,11 +331,12 @@ def main():
         head, body = get(portal.port, "/news", "www.example.com")
         assert head.startswith("HTTP/1.1 302 "), head
         location = re.search(r"Location: (\S+)", head).group(1)
-        nginx = Nginx(stack, directory, page, (location, body))
+        references = {"nginx": Nginx(stack, directory, page, (location, body)),
+                      "lighttpd": Lighttpd(stack, directory, page, (location, body))}
         print(f"Login page {len(page)} bytes, redirect {len(body)} bytes; "
               f"{len(portal.pids()) - 1} workers each; {CONNECTIONS} connections")
 
-        sides = (nginx, portal, manager, args.rounds, args.secs)
+        sides = (references, portal, manager, args.rounds, args.secs)
         if "login" in args.what:
             compare("Login page, keep-alive", *sides, "/login")
         if "connect" in args.what:
@@ -302,7 +345,7 @@ def main():
         if "redirect" in args.what:
             compare("Intercepted request, redirected", *sides, "/news", "Host: www.example.com")
         if "memory" in args.what:
-            memory(nginx, portal)
+            memory({**references, "hotspot-web": portal})
     if "late" in args.what:
         late(build, pages, args.rounds, args.secs)
 

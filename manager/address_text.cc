@@ -16,6 +16,7 @@ int hexValue(char c) {
 }
 
 constexpr std::size_t kMacTextLength = 17;
+constexpr std::size_t kMacBytes = 6;
 
 }  // namespace
 
@@ -44,6 +45,7 @@ std::string normalMac(const std::string& text) {
 std::vector<unsigned char> macBytes(const std::string& mac) {
   if (mac.size() != kMacTextLength) return {};
   std::vector<unsigned char> bytes;
+  bytes.reserve(kMacBytes);
   for (std::size_t i = 0; i < mac.size(); i += 3) {
     const int high = hexValue(mac[i]);
     const int low = hexValue(mac[i + 1]);

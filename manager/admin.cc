@@ -32,7 +32,7 @@ void Admin::receive(const nv::message& request, Responder respond) {
   queue_.submit({[this, verb, arguments, reply] { *reply = answer(verb, arguments); },
                  [reply, respond = std::move(respond)](const Outcome& outcome) {
                    respond(outcome.failure ? refusal(admin::kErrStore, outcome.failure->text)
-                                           : *reply);
+                                           : std::move(*reply));
                  }});
 }
 

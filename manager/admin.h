@@ -19,7 +19,7 @@ namespace manager {
 // outlive it.
 class Admin {
  public:
-  using Responder = std::function<void(const nv::message&)>;
+  using Responder = std::function<void(nv::message)>;
 
   Admin(Ledger& ledger, CommitQueue& queue, ReportedCounters& counters);
 

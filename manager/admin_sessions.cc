@@ -80,19 +80,18 @@ Json Admin::listSessions(const Json& arguments) {
   onlyKeys(arguments, {"after", "user"});
   const std::uint32_t after = arguments.contains("after") ? addressArgument(arguments, "after") : 0;
   const std::string user = textArgument(arguments, "user", "");
-  std::vector<std::uint32_t> addresses =
-      user.empty() ? ledger_.sessions().addresses() : ledger_.sessions().addressesOf(user);
-  std::sort(addresses.begin(), addresses.end());
   Json rows = Json::array();
   std::string last;
   bool more = false;
-  for (const std::uint32_t address : addresses) {
-    const Session* session = address > after ? ledger_.find(address, "") : nullptr;
+  const SessionTable& sessions = ledger_.sessions();
+  for (const Session* each = sessions.behind(after, user); each;
+       each = sessions.behind(each->address, user)) {
+    const Session* session = ledger_.find(each->address, "");
     if (!session) continue;
     more = rows.size() == kRowsAReply;
     if (more) break;
     rows.push_back(sessionJson(*session));
-    last = addressText(address);
+    last = addressText(session->address);
   }
   return rowsReply(std::move(rows), more ? Json(last) : Json());
 }

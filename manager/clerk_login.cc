@@ -82,9 +82,7 @@ nv::message Clerk::tryTrial(const Login& login) {
 
 nv::message Clerk::open(const Login& login, Session session, const User& account, bool giveCookie) {
   if (refusing_) return loginRefusedReply(ledger_, login, kFailShuttingDown);
-  if (ledger_.sessions().size() >= Ledger::kMaxSessions) {
-    return loginRefusedReply(ledger_, login, kFailFull);
-  }
+  if (ledger_.full()) return loginRefusedReply(ledger_, login, kFailFull);
   const Profile* profile = ledger_.findProfile(account.profile);
   if (!profile) return loginRefusedReply(ledger_, login, kFailNoProfile);
   session.address = login.client.address;

@@ -20,8 +20,8 @@ constexpr std::size_t kMaxChallengeClients = 8192;
 constexpr std::size_t kMaxGuessingClients = 8192;
 
 std::string refusal(const nv::message& request) {
-  if (request.get_u32_array(portal::kTo, {}) !=
-      std::vector<unsigned>{portal::kAddressHigh, portal::kAddressLow}) {
+  static const std::vector<unsigned> kHere{portal::kAddressHigh, portal::kAddressLow};
+  if (request.get_u32_array(portal::kTo, {}) != kHere) {
     return "message is not addressed to the hotspot manager";
   }
   if (!request.size_u32(portal::kCommand)) return "message holds no command";
@@ -101,7 +101,7 @@ void Portal::submit(Job job, std::function<nv::message(const Failure&)> failed, 
   queue_.submit(
       {[reply, job = std::move(job)] { *reply = job(); },
        [reply, failed = std::move(failed), respond = std::move(respond)](const Outcome& outcome) {
-         respond(outcome.failure ? failed(*outcome.failure) : *reply);
+         respond(outcome.failure ? failed(*outcome.failure) : std::move(*reply));
        }});
 }
 

@@ -5,11 +5,19 @@
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <exception>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <utility>
 
 namespace manager {
+
+namespace {
+
+// Entries of clients' activity that may wait beside others of the same clients.
+constexpr std::size_t kMaxSeenTwice = 4096;
+
+}  // namespace
 
 CommitQueue::CommitQueue(boost::asio::io_context& loop, Ledger& ledger, View& view)
     : loop_(loop), ledger_(ledger), view_(view) {
@@ -38,14 +46,28 @@ void CommitQueue::push(Entry entry) {
   SeenClients seen = view_.takeSeen();
   {
     const std::lock_guard lock(mutex_);
-    for (const auto& [address, now] : seen) {
-      Seen& before = seen_[address];
-      if (now.activeAt) before.activeAt = now.activeAt;
-      if (!now.otherMac.empty()) before.otherMac = now.otherMac;
-    }
+    keepSeen(std::move(seen));
     entries_.push_back(std::move(entry));
   }
   wake_.notify_one();
+}
+
+// REQUIRES: mutex_ is held.
+void CommitQueue::keepSeen(SeenClients seen) {
+  auto& active = seen_.activeAt;
+  if (active.empty()) {
+    active.swap(seen.activeAt);
+    seenOnce_ = active.size();
+  } else {
+    active.insert(active.end(), seen.activeAt.begin(), seen.activeAt.end());
+  }
+  for (auto& [address, mac] : seen.otherMac) seen_.otherMac[address] = std::move(mac);
+  if (active.size() < 2 * seenOnce_ + kMaxSeenTwice) return;
+  // The storage thread does not come: of each client the last moment is enough.
+  std::sort(active.begin(), active.end(), std::greater<>());
+  const auto sameClient = [](const auto& a, const auto& b) { return a.first == b.first; };
+  active.erase(std::unique(active.begin(), active.end(), sameClient), active.end());
+  seenOnce_ = active.size();
 }
 
 void CommitQueue::finish() {
@@ -68,7 +90,7 @@ void CommitQueue::serve() {
       wake_.wait(lock, [this] { return !entries_.empty() || finishing_; });
       if (entries_.empty()) return;
       group = takeGroup();
-      seen.swap(seen_);
+      std::swap(seen, seen_);
     }
     tellLedger(seen);
     runGroup(std::move(group));
@@ -88,10 +110,8 @@ std::vector<CommitQueue::Entry> CommitQueue::takeGroup() {
 }
 
 void CommitQueue::tellLedger(const SeenClients& seen) {
-  for (const auto& [address, what] : seen) {
-    if (what.activeAt) ledger_.touch(address, *what.activeAt);
-    if (!what.otherMac.empty()) ledger_.displace(address, what.otherMac);
-  }
+  for (const auto& [address, at] : seen.activeAt) ledger_.touch(address, at);
+  for (const auto& [address, mac] : seen.otherMac) ledger_.displace(address, mac);
 }
 
 void CommitQueue::runGroup(std::vector<Entry> group) {

@@ -73,6 +73,7 @@ class CommitQueue {
   void serve();
   std::vector<Entry> takeGroup();
   void tellLedger(const SeenClients& seen);
+  void keepSeen(SeenClients seen);
   void runGroup(std::vector<Entry> group);
   // Runs and commits, or undoes and says why not.
   Outcome tryRun(const Entry* first, std::size_t count);
@@ -88,6 +89,7 @@ class CommitQueue {
   std::condition_variable wake_;
   std::deque<Entry> entries_;
   SeenClients seen_;
+  std::size_t seenOnce_ = 0;  // entries of seen_ behind the last tidying
   bool finishing_ = false;
 
   std::thread thread_;

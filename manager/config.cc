@@ -9,6 +9,9 @@ namespace manager {
 
 namespace {
 
+// A session for each address of a network of /8.
+constexpr std::size_t kMostSessions = std::size_t{1} << 24;
+
 constexpr const char* kDefaultFile = "/etc/hotspot/manager.toml";
 
 // Accepts what the setting itself accepts, so that file and administrator are told the same.
@@ -91,6 +94,9 @@ settings::Result readConfig(int argc, const char* const* argv, Config* config) {
   app.add_option("--guesses-per-minute", config->guessesPerMinute,
                  "wrong passwords that a client may try in a minute; 0 = any number")
       ->check(CLI::Range(0u, 100000u))
+      ->capture_default_str();
+  app.add_option("--max-sessions", config->maxSessions, "sessions at once; each takes about 1.1 KB")
+      ->check(CLI::Range(std::size_t{1}, kMostSessions))
       ->capture_default_str();
   app.add_option("--log-level", config->logLevel, "debug, info, warn or error")
       ->check(CLI::IsMember({"debug", "info", "warn", "error"}))

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "manager/ledger.h"
 #include "manager/server_settings.h"
 #include "settings/settings.h"
 
@@ -24,6 +25,7 @@ struct Config {
   std::string neighbourTable = "/proc/net/arp";
   std::string logLevel = "info";
   std::uint32_t guessesPerMinute = 10;
+  std::size_t maxSessions = Ledger::kUsualMaxSessions;
   bool checkOnly = false;
   ServerSettings server;
 };

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "manager/portal_protocol.h"
 #include "manager/records.h"
@@ -25,6 +26,8 @@ class Enforcer {
   virtual void stateChanged(std::uint32_t address, portal::ClientState state) = 0;
   // The session's traffic as far as it is known; nothing when it is not.
   virtual std::optional<Counters> counters(std::uint32_t address) const = 0;
+  // Addresses whose counters may have changed since the last call. Storage thread only.
+  virtual std::vector<std::uint32_t> takeCounted() = 0;
 };
 
 }  // namespace manager

@@ -6,12 +6,27 @@
 
 namespace manager {
 
-Ledger::Ledger(Store& store, const Clock& clock, Enforcer& enforcer, const ServerSettings& base)
-    : store_(store), clock_(clock), enforcer_(enforcer), base_(base), settings_(base) {}
+Ledger::Ledger(Store& store, const Clock& clock, Enforcer& enforcer, const ServerSettings& base,
+               std::size_t maxSessions)
+    : store_(store),
+      clock_(clock),
+      enforcer_(enforcer),
+      base_(base),
+      maxSessions_(maxSessions),
+      settings_(base) {}
 
 void Ledger::commit() {
   store_.commit();
-  unseenSessions_.merge(sessions_.keep());
+  for (const std::uint32_t address : sessions_.keep()) {
+    unseenSessions_.insert(address);
+    if (sessions_.find(address)) {
+      due_.put(address, now());
+    } else {
+      due_.drop(address);
+    }
+  }
+  // States depend on the profiles' advertisements.
+  allDue_ = allDue_ || before_.profiles.has_value();
   unseenProfiles_ = unseenProfiles_ || before_.profiles.has_value();
   unseenSettings_ = unseenSettings_ || before_.kept.has_value();
   before_ = {};
@@ -33,14 +48,16 @@ void Ledger::rollback() noexcept {
 
 Changes Ledger::takeChanges() {
   Changes changes;
-  for (const std::uint32_t address : unseenSessions_) {
+  const std::set<std::uint32_t>& unseen = unseenAll_ ? sessions_.addresses() : unseenSessions_;
+  changes.sessions.reserve(unseen.size());
+  for (const std::uint32_t address : unseen) {
     const Session* session = sessions_.find(address);
     changes.sessions.emplace_back(address, session ? std::optional(*session) : std::nullopt);
   }
   if (unseenProfiles_) changes.profiles = profiles_;
   if (unseenSettings_) changes.settings = settings_;
   unseenSessions_.clear();
-  unseenProfiles_ = unseenSettings_ = false;
+  unseenAll_ = unseenProfiles_ = unseenSettings_ = false;
   return changes;
 }
 
@@ -55,9 +72,7 @@ const Session* Ledger::find(std::uint32_t address, const std::string& mac) {
   return session;
 }
 
-void Ledger::touch(std::uint32_t address, std::int64_t atSecs) {
-  if (sessions_.touch(address, atSecs)) changed_.insert(address);
-}
+void Ledger::touch(std::uint32_t address, std::int64_t atSecs) { sessions_.touch(address, atSecs); }
 
 void Ledger::displace(std::uint32_t address, const std::string& otherMac) {
   const Session* session = sessions_.find(address);
@@ -94,7 +109,6 @@ void Ledger::end(std::uint32_t address, EndReason reason) {
   sessions_.erase(address);
   afterCommit_.push_back([this, session, why] {
     enforcer_.dismiss(session.address);
-    changed_.erase(session.address);
     displaced_.erase(session.address);
     announced_.erase(session.address);
     spdlog::info("session ended address={} user={} reason=\"{}\"", addressText(session.address),

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "manager/clock.h"
+#include "manager/due_list.h"
 #include "manager/enforcer.h"
 #include "manager/records.h"
 #include "manager/server_settings.h"
@@ -33,11 +34,12 @@ class Ledger final : public Standing {
  public:
   // What clients can make it keep: sessions, and (within a minute) cookies and notes of trials, of
   // which the oldest go.
-  static constexpr std::size_t kMaxSessions = 65536;
+  static constexpr std::size_t kUsualMaxSessions = 65536;
   static constexpr std::int64_t kMaxCookies = 65536;
   static constexpr std::int64_t kMaxTrials = 65536;
 
-  Ledger(Store& store, const Clock& clock, Enforcer& enforcer, const ServerSettings& base);
+  Ledger(Store& store, const Clock& clock, Enforcer& enforcer, const ServerSettings& base,
+         std::size_t maxSessions = kUsualMaxSessions);
 
   // Takes over what the store holds. Sessions of an earlier boot get times of this boot's clock, or
   // are ended when that cannot be done; what ran out meanwhile is ended. Within one boot the idle
@@ -52,8 +54,11 @@ class Ledger final : public Standing {
   // What was committed since this was called last; the first time everything.
   Changes takeChanges();
 
-  // Ends what is over, tells the enforcer of new client states, and once a minute writes what
-  // changed in memory alone. A group of its own: commits, or rolls back and throws.
+  // Ends what is over, tells the enforcer of new client states, and once a minute begins to write
+  // what changed in memory alone, at most so many sessions in a sweep. Looks at no more sessions
+  // than it has to; at all only after a change of the profiles. A group of its own: commits, or
+  // rolls back and throws.
+  static constexpr std::size_t kMaxWritten = 4096;
   void sweep();
   // Writes what changed in memory alone and moves the log into the database file. For the end of
   // the program; throws like sweep().
@@ -65,6 +70,8 @@ class Ledger final : public Standing {
 
   const Session* find(std::uint32_t address, const std::string& mac) override;
   const SessionTable& sessions() const { return sessions_; }
+  // No session may be opened.
+  bool full() const { return sessions_.size() >= maxSessions_; }
   // Notes that the client was active; nothing without a session, or where it was active later.
   void touch(std::uint32_t address, std::int64_t atSecs);
   // Notes that the address was seen to be another device's: the next sweep ends a session of this
@@ -97,10 +104,13 @@ class Ledger final : public Standing {
   };
 
   void takeCounters(std::uint32_t address);
-  void endOverdue();
+  std::set<std::uint32_t> takeDue();
+  void endOverdue(const std::set<std::uint32_t>& due);
   void tidy();
-  void announceStates();
-  void writeChanged();
+  void announceStates(const std::set<std::uint32_t>& due);
+  void announceState(const Session& session);
+  void putDue(const Session& session);
+  void writeUnwritten();
   void putAnchor();
   void applyKept();
 
@@ -108,21 +118,26 @@ class Ledger final : public Standing {
   const Clock& clock_;
   Enforcer& enforcer_;
   const ServerSettings base_;
+  const std::size_t maxSessions_;
   ServerSettings settings_;
   std::map<std::string, std::string> kept_;
   std::map<std::string, Profile> profiles_;
   SessionTable sessions_;
   Before before_;
   std::vector<std::function<void()>> afterCommit_;
-  std::set<std::uint32_t> changed_;    // active or counted since writeChanged
+  DueList due_;                        // when a sweep has to look at the session
+  bool allDue_ = false;                // and when it has to look at all of them
   std::set<std::uint32_t> displaced_;  // another device was seen at the session's address
+  // States that were announced and are not the normal one.
   std::unordered_map<std::uint32_t, portal::ClientState> announced_;
   std::set<std::uint32_t> unseenSessions_;  // committed since takeChanges
+  bool unseenAll_ = true;                   // or all of them
   bool unseenProfiles_ = true;
   bool unseenSettings_ = true;
   std::int64_t lastTidiedAt_ = 0;
   std::int64_t lastWrittenAt_ = 0;
-  TimeAnchor anchor_;  // as the store has it
+  std::size_t toWrite_ = 0;  // sessions that are left of those to be written
+  TimeAnchor anchor_;        // as the store has it
 };
 
 }  // namespace manager

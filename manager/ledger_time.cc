@@ -2,6 +2,9 @@
 
 #include <spdlog/spdlog.h>
 
+#include <algorithm>
+#include <utility>
+
 #include "manager/address_text.h"
 #include "manager/ledger.h"
 
@@ -47,18 +50,18 @@ void Ledger::start() {
   const TimeAnchor stored = store_.loadAnchor().value_or(present);
   const std::optional<std::int64_t> shiftSecs = uptimeShift(stored, present);
   const bool sameBoot = !present.bootId.empty() && present.bootId == stored.bootId;
-  for (Session session : store_.loadSessions()) {
+  store_.loadSessions([&](Session session) {
     if (shiftSecs) {
       shift(&session, *shiftSecs);
     } else {
       forgetTimes(&session, present.uptimeSecs);
     }
     if (sameBoot) session.lastActiveAt = present.uptimeSecs;
-    sessions_.put(session);
-  }
-  unseenSessions_.merge(sessions_.keep());
+    sessions_.restore(std::move(session));
+  });
   try {
-    for (const std::uint32_t address : sessions_.addresses()) {
+    // A copy: the table's own changes with every session that ends.
+    for (const std::uint32_t address : std::set<std::uint32_t>(sessions_.addresses())) {
       const Session* session = sessions_.find(address);
       if (!shiftSecs) {
         end(address, EndReason::kClockLost);
@@ -77,7 +80,13 @@ void Ledger::start() {
     spdlog::error("starting, but nobody can log in or out: {}", error.what());
   }
   for (const std::uint32_t address : sessions_.addresses()) {
-    enforcer_.admit(*sessions_.find(address));
+    const Session& session = *sessions_.find(address);
+    enforcer_.admit(session);
+    if (clientState(session, findProfile(session.profile), now()) == portal::kStateNormal) {
+      putDue(session);
+    } else {
+      due_.put(address, now());
+    }
   }
   lastWrittenAt_ = lastTidiedAt_ = present.uptimeSecs;
   spdlog::info("{} sessions kept", sessions_.size());
@@ -88,10 +97,27 @@ void Ledger::takeCounters(std::uint32_t address) {
   if (counters && sessions_.count(address, *counters)) touch(address, now());
 }
 
-void Ledger::endOverdue() {
-  for (const std::uint32_t address : sessions_.addresses()) {
+void Ledger::putDue(const Session& session) {
+  const auto next = nextChange(session, findProfile(session.profile), now());
+  if (next) due_.put(session.address, *next);
+}
+
+std::set<std::uint32_t> Ledger::takeDue() {
+  const std::vector<std::uint32_t> due = due_.take(now());
+  const std::vector<std::uint32_t> counted = enforcer_.takeCounted();
+  if (std::exchange(allDue_, false)) return sessions_.addresses();
+  std::set<std::uint32_t> all(due.begin(), due.end());
+  all.insert(counted.begin(), counted.end());
+  all.insert(displaced_.begin(), displaced_.end());
+  return all;
+}
+
+void Ledger::endOverdue(const std::set<std::uint32_t>& due) {
+  for (const std::uint32_t address : due) {
     takeCounters(address);
-    if (const auto reason = overdue(*sessions_.find(address), now())) {
+    const Session* session = sessions_.find(address);
+    if (!session) continue;
+    if (const auto reason = overdue(*session, now())) {
       end(address, *reason);
     } else if (displaced_.count(address) != 0) {
       end(address, EndReason::kOtherDevice);
@@ -99,16 +125,25 @@ void Ledger::endOverdue() {
   }
 }
 
-void Ledger::announceStates() {
-  for (const std::uint32_t address : sessions_.addresses()) {
+void Ledger::announceStates(const std::set<std::uint32_t>& due) {
+  for (const std::uint32_t address : due) {
     const Session* session = sessions_.find(address);
-    const portal::ClientState state = clientState(*session, findProfile(session->profile), now());
-    portal::ClientState& announced =
-        announced_.try_emplace(address, portal::kStateNormal).first->second;
-    if (announced == state) continue;
-    announced = state;
-    enforcer_.stateChanged(address, state);
+    if (!session) continue;
+    announceState(*session);
+    putDue(*session);
   }
+}
+
+void Ledger::announceState(const Session& session) {
+  const portal::ClientState state = clientState(session, findProfile(session.profile), now());
+  const auto known = announced_.find(session.address);
+  if (state == (known == announced_.end() ? portal::kStateNormal : known->second)) return;
+  if (state == portal::kStateNormal) {
+    announced_.erase(known);
+  } else {
+    announced_[session.address] = state;
+  }
+  enforcer_.stateChanged(session.address, state);
 }
 
 void Ledger::putAnchor() {
@@ -117,15 +152,17 @@ void Ledger::putAnchor() {
   afterCommit_.push_back([this, anchor] { anchor_ = anchor; });
 }
 
-void Ledger::writeChanged() {
-  for (const std::uint32_t address : changed_) {
+void Ledger::writeUnwritten() {
+  const std::vector<std::uint32_t> addresses = sessions_.unwritten(std::min(toWrite_, kMaxWritten));
+  for (const std::uint32_t address : addresses) {
     const Session* session = sessions_.find(address);
     if (session) store_.putSession(*session);
   }
   putAnchor();
-  afterCommit_.push_back([this] {
-    changed_.clear();
-    lastWrittenAt_ = now();
+  afterCommit_.push_back([this, count = addresses.size()] {
+    sessions_.written(count);
+    toWrite_ -= count;
+    if (toWrite_ == 0) lastWrittenAt_ = now();
   });
 }
 
@@ -139,29 +176,39 @@ void Ledger::tidy() {
 }
 
 void Ledger::sweep() {
+  const std::set<std::uint32_t> due = takeDue();
   try {
-    endOverdue();
+    endOverdue(due);
     tidy();
     // An idle hotspot leaves its disk alone.
-    if (now() - lastWrittenAt_ >= kWriteIntervalSecs && !changed_.empty()) writeChanged();
+    if (toWrite_ == 0 && now() - lastWrittenAt_ >= kWriteIntervalSecs) {
+      toWrite_ = sessions_.unwritten();
+    }
+    if (toWrite_ != 0) writeUnwritten();
     const std::int64_t setBySecs = (wallNow() - now()) - (anchor_.wallSecs - anchor_.uptimeSecs);
     if (setBySecs > kClockSetSecs || setBySecs < -kClockSetSecs) putAnchor();
     commit();
   } catch (...) {
     rollback();
     // The store could not be told, but time is up for these clients all the same.
-    for (const std::uint32_t address : sessions_.addresses()) {
-      if (overdue(*sessions_.find(address), now())) enforcer_.dismiss(address);
+    for (const std::uint32_t address : due) {
+      const Session* session = sessions_.find(address);
+      if (!session) continue;
+      due_.put(address, now());
+      if (overdue(*session, now())) enforcer_.dismiss(address);
     }
     throw;
   }
-  announceStates();
+  announceStates(due);
 }
 
 void Ledger::settle() {
+  toWrite_ = sessions_.unwritten();
   try {
-    writeChanged();
-    commit();
+    do {
+      writeUnwritten();
+      commit();
+    } while (toWrite_ != 0);
   } catch (...) {
     rollback();
     throw;

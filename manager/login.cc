@@ -73,7 +73,9 @@ void Portal::submitLogin(const Login& login, Job job, const Responder& respond) 
         return hasSession ? refusedReply(view_, login.client, failure)
                           : loginRefusedReply(view_, login, failure);
       },
-      [this, login, respond](const nv::message& reply) { respondToLogin(login, reply, respond); });
+      [this, login, respond](nv::message reply) {
+        respondToLogin(login, std::move(reply), respond);
+      });
 }
 
 void Portal::refuse(const Login& login, const Failure& failure, const Responder& respond) {
@@ -86,7 +88,7 @@ void Portal::respondToLogin(const Login& login, nv::message reply, const Respond
     reply.insert_string(portal::kChapChallenge,
                         challenges_.issue(login.client.address, view_.now()));
   }
-  respond(reply);
+  respond(std::move(reply));
 }
 
 }  // namespace manager

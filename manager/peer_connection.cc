@@ -1,11 +1,13 @@
 #include "manager/peer_connection.h"
 
 #include <spdlog/spdlog.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <exception>
-#include <memory>
+#include <utility>
 
 #include "manager/failures.h"
 #include "manager/peer_socket.h"
@@ -16,50 +18,53 @@ namespace manager {
 
 namespace {
 
-using boost::asio::posix::stream_descriptor;
-
-// Packets read from one connection before the others get their turn.
-constexpr int kPacketsATurn = 16;
-
 bool isTemporary(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
 
 }  // namespace
 
 PeerConnection::PeerConnection(PeerSocket& socket, int descriptor)
-    : socket_(socket), descriptor_(socket.loop_, descriptor) {}
+    : socket_(socket), descriptor_(descriptor) {}
+
+PeerConnection::~PeerConnection() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+}
 
 void PeerConnection::close() {
-  if (closed_) return;
-  closed_ = true;
-  boost::system::error_code ignored;
-  descriptor_.close(ignored);
+  if (descriptor_ < 0) return;
+  ::close(std::exchange(descriptor_, -1));
   unsent_.clear();
-  socket_.connections_.erase(shared_from_this());
+  socket_.forget(shared_from_this());
+}
+
+bool PeerConnection::readsOn() const {
+  return underWay_ + unsent_.size() < PeerSocket::kMaxPerConnection;
+}
+
+void PeerConnection::watch() {
+  if (descriptor_ < 0) return;
+  const std::uint32_t wanted = (readsOn() ? EPOLLIN : 0u) | (blocked_ ? EPOLLOUT : 0u);
+  if (wanted == watched_) return;
+  // Where nothing is wanted the end of the connection must not be told over and over.
+  const int change = watched_ == 0 ? EPOLL_CTL_ADD : wanted == 0 ? EPOLL_CTL_DEL : EPOLL_CTL_MOD;
+  if (!socket_.watch(descriptor_, change, wanted, this)) return close();
+  watched_ = wanted;
+}
+
+void PeerConnection::ready(std::uint32_t events) {
+  if (descriptor_ < 0) return;
+  if (blocked_) write();
+  if ((events & ~EPOLLOUT) != 0 && readsOn()) read();
+  watch();
 }
 
 void PeerConnection::read() {
-  if (closed_ || reading_ || underWay_ + unsent_.size() >= PeerSocket::kMaxPerConnection) return;
-  reading_ = true;
-  descriptor_.async_wait(stream_descriptor::wait_read,
-                         [self = shared_from_this()](const boost::system::error_code& error) {
-                           self->reading_ = false;
-                           if (!error && !self->closed_) self->readPackets();
-                         });
-}
-
-void PeerConnection::readPackets() {
+  if (descriptor_ < 0) return;
   std::string& buffer = socket_.buffer_;
-  for (int i = 0; i < kPacketsATurn; ++i) {
-    if (underWay_ + unsent_.size() >= PeerSocket::kMaxPerConnection) break;
-    const ssize_t length =
-        recv(descriptor_.native_handle(), buffer.data(), buffer.size(), MSG_DONTWAIT | MSG_TRUNC);
-    if (length < 0 && isTemporary(errno)) break;
-    // An empty packet cannot be told from the end of the connection.
-    if (length <= 0) return close();
-    handle(buffer.data(), static_cast<std::size_t>(length));
-    if (closed_) return;
-  }
-  read();
+  const ssize_t length = recv(descriptor_, buffer.data(), buffer.size(), MSG_DONTWAIT | MSG_TRUNC);
+  if (length < 0 && isTemporary(errno)) return;
+  // An empty packet cannot be told from the end of the connection.
+  if (length <= 0) return close();
+  handle(buffer.data(), static_cast<std::size_t>(length));
 }
 
 void PeerConnection::handle(const char* data, std::size_t length) {
@@ -71,51 +76,42 @@ void PeerConnection::handle(const char* data, std::size_t length) {
   }
   const bool numbered = request.size_u32(portal::kRequestNumber) != 0;
   const std::uint32_t number = request.get_u32(portal::kRequestNumber, 0);
-  const auto answered = std::make_shared<bool>(false);
-  const auto respond = [self = shared_from_this(), numbered, number, answered](nv::message reply) {
-    *answered = true;
+  const std::size_t before = socket_.underWay_;
+  const auto respond = [self = shared_from_this(), numbered, number](nv::message reply) {
     if (numbered) reply.insert_u32(portal::kRequestNumber, number);
     if (!reply.fits()) {
       reply = protocolError("the reply is too long");
       if (numbered) reply.insert_u32(portal::kRequestNumber, number);
     }
-    self->answer(reply);
+    self->answer(std::move(reply));
   };
   try {
     socket_.handler_(request, respond);
   } catch (const std::exception& error) {
     // Out of memory, say: this request fails, the others go on.
     spdlog::error("request failed: {}", error.what());
-    if (!*answered) respond(protocolError(kFailInternal.text));
+    if (socket_.underWay_ == before) respond(protocolError(kFailInternal.text));
   }
 }
 
-void PeerConnection::answer(const nv::message& reply) {
+void PeerConnection::answer(nv::message reply) {
   --underWay_;
   --socket_.underWay_;
-  if (closed_) return;
-  unsent_.push_back(reply.encode());
+  if (descriptor_ < 0) return;
+  unsent_.push_back(std::move(reply));
+  if (socket_.writeLater(this)) return;
   write();
-  read();
+  watch();
 }
 
 void PeerConnection::write() {
-  if (writing_) return;
-  while (!unsent_.empty()) {
-    const std::string& packet = unsent_.front();
-    const ssize_t sent = send(descriptor_.native_handle(), packet.data(), packet.size(),
-                              MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (sent >= 0) {
+  blocked_ = false;
+  while (descriptor_ >= 0 && !unsent_.empty()) {
+    const std::string& packet = unsent_.front().encode();
+    if (send(descriptor_, packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT) >= 0) {
       unsent_.pop_front();
     } else if (isTemporary(errno)) {
-      writing_ = true;
-      descriptor_.async_wait(stream_descriptor::wait_write,
-                             [self = shared_from_this()](const boost::system::error_code& error) {
-                               self->writing_ = false;
-                               if (error || self->closed_) return;
-                               self->write();
-                               self->read();
-                             });
+      blocked_ = true;
       return;
     } else {
       return close();

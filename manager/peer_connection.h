@@ -3,8 +3,8 @@
 #ifndef MANAGER_PEER_CONNECTION_H_
 #define MANAGER_PEER_CONNECTION_H_
 
-#include <boost/asio/posix/stream_descriptor.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <memory>
 #include <string>
@@ -20,25 +20,31 @@ class PeerConnection : public std::enable_shared_from_this<PeerConnection> {
  public:
   // Takes the descriptor over; it is non-blocking.
   PeerConnection(PeerSocket& socket, int descriptor);
+  ~PeerConnection();
+  PeerConnection(const PeerConnection&) = delete;
+  PeerConnection& operator=(const PeerConnection&) = delete;
 
-  // Reads requests until there are none, or enough are under way.
-  void read();
+  // Has the socket tell when there is something to read, or room to write, as far as it is wanted.
+  void watch();
+  // What epoll(7) tells: reads one request, or goes on writing.
+  void ready(std::uint32_t events);
+  // Writes the answers that wait.
+  void write();
   // Ends the connection; answers that come later are dropped.
   void close();
 
  private:
-  void readPackets();
+  bool readsOn() const;
+  void read();
   void handle(const char* data, std::size_t length);
-  void answer(const nv::message& reply);
-  void write();
+  void answer(nv::message reply);
 
   PeerSocket& socket_;
-  boost::asio::posix::stream_descriptor descriptor_;
-  std::deque<std::string> unsent_;
+  int descriptor_;  // -1 when the connection is over
+  std::deque<nv::message> unsent_;
   std::size_t underWay_ = 0;
-  bool reading_ = false;
-  bool writing_ = false;
-  bool closed_ = false;
+  std::uint32_t watched_ = 0;  // events that the socket tells of
+  bool blocked_ = false;       // the kernel takes no more for now
 };
 
 }  // namespace manager

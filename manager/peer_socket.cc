@@ -1,11 +1,13 @@
 #include "manager/peer_socket.h"
 
 #include <spdlog/spdlog.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <stdexcept>
 #include <utility>
 
 #include "manager/peer_check.h"
@@ -19,6 +21,19 @@ namespace {
 // The listener rests this long when the process has no descriptors left.
 constexpr std::chrono::milliseconds kRest{100};
 
+// Connections of which one request each is read in a round, and rounds before the rest of the loop
+// has its turn.
+constexpr int kMostReady = 64;
+constexpr int kRoundsATurn = 16;
+
+int newEpoll() {
+  const int descriptor = epoll_create1(EPOLL_CLOEXEC);
+  if (descriptor < 0) {
+    throw std::runtime_error(std::string("cannot watch connections: ") + std::strerror(errno));
+  }
+  return descriptor;
+}
+
 }  // namespace
 
 PeerSocket::PeerSocket(boost::asio::io_context& loop, const std::string& path,
@@ -29,8 +44,10 @@ PeerSocket::PeerSocket(boost::asio::io_context& loop, const std::string& path,
       file_(std::make_unique<SocketFile>(path, group)),
       listener_(loop, dup(file_->descriptor())),
       rest_(loop),
+      readiness_(loop, newEpoll()),
       buffer_(nv::kMaxMessageBytes + 1, '\0') {
   accept();
+  await();
 }
 
 PeerSocket::~PeerSocket() {
@@ -85,7 +102,55 @@ void PeerSocket::welcome(int descriptor) {
   }
   const auto connection = std::make_shared<PeerConnection>(*this, descriptor);
   connections_.insert(connection);
-  connection->read();
+  connection->watch();
+}
+
+void PeerSocket::await() {
+  readiness_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
+                        [this](const boost::system::error_code& error) {
+                          if (error) return;
+                          serveReady();
+                          await();
+                        });
+}
+
+// The answers of a round leave together: who waits for several of them is woken once.
+void PeerSocket::serveReady() {
+  for (int round = 0; round < kRoundsATurn; ++round) {
+    epoll_event events[kMostReady];
+    const int count = epoll_wait(readiness_.native_handle(), events, kMostReady, 0);
+    inRound_ = true;
+    for (int i = 0; i < count; ++i) {
+      static_cast<PeerConnection*>(events[i].data.ptr)->ready(events[i].events);
+    }
+    inRound_ = false;
+    for (PeerConnection* const connection : answered_) {
+      connection->write();
+      connection->watch();
+    }
+    answered_.clear();
+    ended_.clear();
+    // A peer that waits for its answer has not sent the next request yet.
+    if (count < 2) return;
+  }
+}
+
+bool PeerSocket::watch(int descriptor, int change, std::uint32_t events,
+                       PeerConnection* connection) {
+  epoll_event event{};
+  event.events = events;
+  event.data.ptr = connection;
+  return epoll_ctl(readiness_.native_handle(), change, descriptor, &event) == 0;
+}
+
+bool PeerSocket::writeLater(PeerConnection* connection) {
+  if (inRound_) answered_.push_back(connection);
+  return inRound_;
+}
+
+void PeerSocket::forget(const std::shared_ptr<PeerConnection>& connection) {
+  ended_.push_back(connection);
+  connections_.erase(connection);
 }
 
 }  // namespace manager

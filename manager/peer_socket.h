@@ -8,11 +8,13 @@
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "host/message.h"
 #include "manager/socket_file.h"
@@ -26,7 +28,7 @@ class PeerConnection;
 // an error; a peer that does not read its answers is not read from.
 class PeerSocket {
  public:
-  using Responder = std::function<void(const nv::message&)>;
+  using Responder = std::function<void(nv::message)>;
   // Takes one message; has to call the responder once, at any time, on the loop thread, or throw
   // and not call it later. The responder may outlive the connection.
   using Handler = std::function<void(const nv::message&, Responder)>;
@@ -53,6 +55,14 @@ class PeerSocket {
   void accept();
   void restFromAccepting();
   void welcome(int descriptor);
+  void await();
+  void serveReady();
+
+  // For the connections. False when the system has no room for it.
+  bool watch(int descriptor, int change, std::uint32_t events, PeerConnection* connection);
+  // True when the socket itself has the connection write, at the end of the present round.
+  bool writeLater(PeerConnection* connection);
+  void forget(const std::shared_ptr<PeerConnection>& connection);
 
   boost::asio::io_context& loop_;
   const std::optional<gid_t> group_;
@@ -60,7 +70,15 @@ class PeerSocket {
   std::unique_ptr<SocketFile> file_;
   boost::asio::posix::stream_descriptor listener_;
   boost::asio::steady_timer rest_;
+  // The connections' own epoll(7) descriptor, which the loop watches in their place: a request
+  // costs no more than being read and answered.
+  boost::asio::posix::stream_descriptor readiness_;
   std::set<std::shared_ptr<PeerConnection>> connections_;
+  bool inRound_ = false;
+  // Of the present round: connections that have something to write, and those that ended, which
+  // must not go before it.
+  std::vector<PeerConnection*> answered_;
+  std::vector<std::shared_ptr<PeerConnection>> ended_;
   std::size_t underWay_ = 0;
   std::string buffer_;  // where a packet is read; shared, since it is decoded at once
 };

@@ -25,7 +25,7 @@ namespace manager {
 // commit.
 class Portal {
  public:
-  using Responder = std::function<void(const nv::message&)>;
+  using Responder = std::function<void(nv::message)>;
 
   // `guessesPerMinute`: wrong passwords that a client may try, 0 for any number.
   Portal(View& view, CommitQueue& queue, Clerk& clerk, Authenticator& authenticator,

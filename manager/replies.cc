@@ -39,7 +39,7 @@ void addHotspot(nv::message* reply, const ServerSettings& settings, const std::s
   reply->insert_string(portal::kHtmlDir, settings.htmlDir);
   addText(reply, portal::kDnsName, settings.dnsName);
   std::uint32_t address = 0;
-  if (parseAddress(settings.serverAddress, &address)) {
+  if (!settings.serverAddress.empty() && parseAddress(settings.serverAddress, &address)) {
     reply->insert_be32(portal::kServerAddress, htonl(address));
   }
   addText(reply, portal::kServerName, settings.serverName);

@@ -1,13 +1,17 @@
 #include "manager/reported_counters.h"
 
+#include <utility>
+
 namespace manager {
 
 void ReportedCounters::admit(const Session& session) {
   const std::lock_guard lock(mutex_);
-  auto& counters = reported_[session.address];
-  counters.reset();
   // A session kept over a restart goes on from its last report.
-  if (session.counters != Counters{}) counters = session.counters;
+  if (session.counters != Counters{}) {
+    reported_[session.address] = session.counters;
+  } else {
+    reported_.erase(session.address);
+  }
 }
 
 void ReportedCounters::dismiss(std::uint32_t address) {
@@ -21,13 +25,18 @@ void ReportedCounters::stateChanged(std::uint32_t, portal::ClientState) {}
 std::optional<Counters> ReportedCounters::counters(std::uint32_t address) const {
   const std::lock_guard lock(mutex_);
   const auto found = reported_.find(address);
-  return found == reported_.end() ? std::nullopt : found->second;
+  return found == reported_.end() ? std::nullopt : std::optional(found->second);
 }
 
 void ReportedCounters::report(std::uint32_t address, const Counters& counters) {
   const std::lock_guard lock(mutex_);
-  const auto found = reported_.find(address);
-  if (found != reported_.end()) found->second = counters;
+  reported_[address] = counters;
+  counted_.push_back(address);
+}
+
+std::vector<std::uint32_t> ReportedCounters::takeCounted() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(counted_, {});
 }
 
 }  // namespace manager

@@ -5,6 +5,7 @@
 
 #include <mutex>
 #include <unordered_map>
+#include <vector>
 
 #include "manager/enforcer.h"
 
@@ -18,13 +19,15 @@ class ReportedCounters : public Enforcer {
   void dismiss(std::uint32_t address) override;
   void stateChanged(std::uint32_t address, portal::ClientState state) override;
   std::optional<Counters> counters(std::uint32_t address) const override;
+  std::vector<std::uint32_t> takeCounted() override;
 
-  // Takes a report for a session that was admitted; ignored when there is none at that address.
+  // Takes a report. REQUIRES: there is a session of the address.
   void report(std::uint32_t address, const Counters& counters);
 
  private:
-  mutable std::mutex mutex_;  // for all of it
-  std::unordered_map<std::uint32_t, std::optional<Counters>> reported_;
+  mutable std::mutex mutex_;                              // for all of it
+  std::unordered_map<std::uint32_t, Counters> reported_;  // of those that had one
+  std::vector<std::uint32_t> counted_;
 };
 
 }  // namespace manager

@@ -31,7 +31,7 @@ Ledger& started(Ledger& ledger) {
 
 Service::Service(const Config& config)
     : store_(config.database),
-      ledger_(store_, clock_, enforcer_, config.server),
+      ledger_(store_, clock_, enforcer_, config.server, config.maxSessions),
       view_(clock_, enforcer_),
       queue_(loop_, started(ledger_), view_),
       users_(loop_, queue_, store_),

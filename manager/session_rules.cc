@@ -21,6 +21,9 @@ bool remaining(std::uint64_t allowed, std::uint64_t used, std::uint64_t* left) {
 
 bool reached(std::uint64_t value, std::uint64_t limit) { return limit != 0 && value >= limit; }
 
+// Longer than any machine is up.
+constexpr std::uint64_t kFarSecs = std::uint64_t{1} << 40;
+
 bool advertises(const Profile& profile) {
   return !profile.advertUrls.empty() && profile.advertIntervalSecs != 0;
 }
@@ -81,6 +84,23 @@ portal::ClientState clientState(const Session& session, const Profile* profile,
     return portal::kStateBlocked;
   }
   return portal::kStateAdvertPending;
+}
+
+std::optional<std::int64_t> nextChange(const Session& session, const Profile* profile,
+                                       std::int64_t nowSecs) {
+  if (overdue(session, nowSecs)) return nowSecs;
+  std::optional<std::int64_t> next = session.endAt;
+  const auto consider = [&next, nowSecs](std::int64_t fromSecs, std::uint64_t afterSecs) {
+    if (afterSecs > kFarSecs) return;
+    const std::int64_t at = fromSecs + static_cast<std::int64_t>(afterSecs);
+    if (at > nowSecs && (!next || at < *next)) next = at;
+  };
+  if (session.idleTimeoutSecs != 0) consider(session.lastActiveAt, session.idleTimeoutSecs);
+  if (profile && advertises(*profile) && session.advertDueAt) {
+    consider(*session.advertDueAt, 0);
+    if (profile->advertLookSecs != 0) consider(*session.advertDueAt, profile->advertLookSecs);
+  }
+  return next;
 }
 
 Allowance applyTerms(Session* session, const Profile& profile, const User& account,

@@ -38,6 +38,12 @@ bool isOtherDevice(const Session& session, const std::string& mac);
 portal::ClientState clientState(const Session& session, const Profile* profile,
                                 std::int64_t nowSecs);
 
+// The next moment at which the session is over or its client's state becomes another one, if
+// nothing is counted, changed or active until then; not after the present one where it is over
+// already. Nothing when there is no such moment.
+std::optional<std::int64_t> nextChange(const Session& session, const Profile* profile,
+                                       std::int64_t nowSecs);
+
 // What is left of an allowance.
 enum class Allowance { kLeft, kNoTime, kNoTraffic };
 

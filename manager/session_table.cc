@@ -1,10 +1,13 @@
 #include "manager/session_table.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace manager {
 
 const Session* SessionTable::find(std::uint32_t address) const {
   const auto found = sessions_.find(address);
-  return found == sessions_.end() ? nullptr : &found->second;
+  return found == sessions_.end() ? nullptr : &found->second.session;
 }
 
 std::vector<std::uint32_t> SessionTable::addressesOf(const std::string& account) const {
@@ -13,11 +16,22 @@ std::vector<std::uint32_t> SessionTable::addressesOf(const std::string& account)
   return {found->second.begin(), found->second.end()};
 }
 
-std::vector<std::uint32_t> SessionTable::addresses() const {
-  std::vector<std::uint32_t> all;
-  all.reserve(sessions_.size());
-  for (const auto& [address, session] : sessions_) all.push_back(address);
-  return all;
+const Session* SessionTable::behind(std::uint32_t address, const std::string& account) const {
+  const std::set<std::uint32_t>* among = &addresses_;
+  if (!account.empty()) {
+    const auto found = byAccount_.find(account);
+    if (found == byAccount_.end()) return nullptr;
+    among = &found->second;
+  }
+  const auto next = among->upper_bound(address);
+  return next == among->end() ? nullptr : find(*next);
+}
+
+void SessionTable::restore(Session session) {
+  const std::uint32_t address = session.address;
+  byAccount_[session.account].insert(address);
+  addresses_.insert(address);
+  sessions_.emplace(address, Entry{std::move(session)});
 }
 
 void SessionTable::put(const Session& session) {
@@ -33,16 +47,38 @@ void SessionTable::erase(std::uint32_t address) {
 
 bool SessionTable::touch(std::uint32_t address, std::int64_t uptimeSecs) {
   const auto found = sessions_.find(address);
-  if (found == sessions_.end() || found->second.lastActiveAt > uptimeSecs) return false;
-  found->second.lastActiveAt = uptimeSecs;
+  if (found == sessions_.end() || found->second.session.lastActiveAt > uptimeSecs) return false;
+  found->second.session.lastActiveAt = uptimeSecs;
+  noteUnwritten(&found->second);
   return true;
 }
 
 bool SessionTable::count(std::uint32_t address, const Counters& counters) {
   const auto found = sessions_.find(address);
-  if (found == sessions_.end() || found->second.counters == counters) return false;
-  found->second.counters = counters;
+  if (found == sessions_.end() || found->second.session.counters == counters) return false;
+  found->second.session.counters = counters;
+  noteUnwritten(&found->second);
   return true;
+}
+
+void SessionTable::noteUnwritten(Entry* entry) {
+  if (entry->unwritten) return;
+  entry->unwritten = true;
+  unwritten_.push_back(entry->session.address);
+}
+
+std::vector<std::uint32_t> SessionTable::unwritten(std::size_t count) const {
+  const auto end =
+      unwritten_.begin() + static_cast<std::ptrdiff_t>(std::min(count, unwritten_.size()));
+  return {unwritten_.begin(), end};
+}
+
+void SessionTable::written(std::size_t count) {
+  for (; count > 0 && !unwritten_.empty(); --count) {
+    const auto found = sessions_.find(unwritten_.front());
+    if (found != sessions_.end()) found->second.unwritten = false;
+    unwritten_.pop_front();
+  }
 }
 
 std::set<std::uint32_t> SessionTable::keep() {
@@ -71,16 +107,16 @@ void SessionTable::remember(std::uint32_t address) {
 
 void SessionTable::putRaw(const Session& session) {
   eraseRaw(session.address);
-  sessions_.emplace(session.address, session);
-  byAccount_[session.account].insert(session.address);
+  restore(session);
 }
 
 void SessionTable::eraseRaw(std::uint32_t address) {
   const auto found = sessions_.find(address);
   if (found == sessions_.end()) return;
-  const auto account = byAccount_.find(found->second.account);
+  const auto account = byAccount_.find(found->second.session.account);
   account->second.erase(address);
   if (account->second.empty()) byAccount_.erase(account);
+  addresses_.erase(address);
   sessions_.erase(found);
 }
 

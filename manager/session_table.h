@@ -4,6 +4,7 @@
 #define MANAGER_SESSION_TABLE_H_
 
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <set>
 #include <string>
@@ -24,8 +25,14 @@ class SessionTable {
   const Session* find(std::uint32_t address) const;
   // Addresses of the account's sessions, ascending.
   std::vector<std::uint32_t> addressesOf(const std::string& account) const;
-  std::vector<std::uint32_t> addresses() const;
+  // The session of the lowest address above this one, of that account or, without one, of all;
+  // null when there is none.
+  const Session* behind(std::uint32_t address, const std::string& account) const;
+  const std::set<std::uint32_t>& addresses() const { return addresses_; }
   std::size_t size() const { return sessions_.size(); }
+
+  // Adds a session for good, as the store has it. REQUIRES: there is none of its address.
+  void restore(Session session);
 
   // Adds the session or replaces the one of its address.
   void put(const Session& session);
@@ -36,17 +43,32 @@ class SessionTable {
   // Takes over the session's traffic; true when there is a session and its counters changed.
   bool count(std::uint32_t address, const Counters& counters);
 
+  // Addresses of sessions that were touched or counted and not written since, those first that have
+  // waited longest. At most `count`, and some may have no session any more.
+  std::vector<std::uint32_t> unwritten(std::size_t count) const;
+  std::size_t unwritten() const { return unwritten_.size(); }
+  // The first `count` of them were written.
+  void written(std::size_t count);
+
   // Keeps the changes; gives the addresses that they are about.
   std::set<std::uint32_t> keep();
   void undo();
 
  private:
+  struct Entry {
+    Session session;
+    bool unwritten = false;
+  };
+
+  void noteUnwritten(Entry* entry);
   void putRaw(const Session& session);
   void eraseRaw(std::uint32_t address);
   void remember(std::uint32_t address);
 
-  std::unordered_map<std::uint32_t, Session> sessions_;
+  std::unordered_map<std::uint32_t, Entry> sessions_;
+  std::set<std::uint32_t> addresses_;
   std::unordered_map<std::string, std::set<std::uint32_t>> byAccount_;
+  std::deque<std::uint32_t> unwritten_;
   // What was there before each change since keep(), oldest first.
   std::vector<std::pair<std::uint32_t, std::optional<Session>>> before_;
 };

@@ -4,6 +4,7 @@
 #ifndef MANAGER_STORE_H_
 #define MANAGER_STORE_H_
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -42,7 +43,7 @@ class Store {
   void putProfile(const Profile& profile);
   void removeProfile(const std::string& name);
 
-  std::vector<Session> loadSessions();
+  void loadSessions(const std::function<void(Session)>& take);
   void putSession(const Session& session);
   void removeSession(std::uint32_t address);
 

@@ -1,5 +1,7 @@
 // Sessions in the store.
 
+#include <utility>
+
 #include "manager/store.h"
 
 namespace manager {
@@ -21,8 +23,7 @@ std::optional<std::int64_t> optionalOf(const Query& row, int column) {
 
 }  // namespace
 
-std::vector<Session> Store::loadSessions() {
-  std::vector<Session> sessions;
+void Store::loadSessions(const std::function<void(Session)>& take) {
   Query query(db_, "SELECT * FROM sessions");
   while (query.next()) {
     Session session;
@@ -43,9 +44,8 @@ std::vector<Session> Store::loadSessions() {
     session.advertsShown = query.number(19);
     session.originalDestination = query.text(20);
     session.radiusAttributes = query.text(21);
-    sessions.push_back(session);
+    take(std::move(session));
   }
-  return sessions;
 }
 
 void Store::putSession(const Session& session) {

@@ -6,39 +6,60 @@
 
 namespace manager {
 
+namespace {
+
+constexpr std::size_t kCacheLineBytes = 64;
+
+// Nearly all of a session goes into a reply. Among very many sessions it is in no cache, and is
+// fetched at once rather than piece by piece.
+void fetchAhead(const void* what, std::size_t bytes) {
+  for (std::size_t at = 0; at < bytes; at += kCacheLineBytes) {
+    __builtin_prefetch(static_cast<const char*>(what) + at);
+  }
+}
+
+}  // namespace
+
 void View::apply(Changes changes) {
   for (auto& [address, session] : changes.sessions) {
-    const auto found = sessions_.find(address);
     if (!session) {
-      if (found != sessions_.end()) sessions_.erase(found);
-      seen_.erase(address);
-    } else if (found == sessions_.end()) {
-      sessions_.emplace(address, std::move(*session));
-    } else {
-      const std::int64_t activeAt = std::max(found->second.lastActiveAt, session->lastActiveAt);
-      found->second = std::move(*session);
-      found->second.lastActiveAt = activeAt;
+      sessions_.erase(address);
+      seen_.otherMac.erase(address);
+      continue;
     }
+    const auto [found, isNew] = sessions_.try_emplace(address);
+    Session& known = found->second.session;
+    const std::int64_t activeAt =
+        isNew ? session->lastActiveAt : std::max(known.lastActiveAt, session->lastActiveAt);
+    known = std::move(*session);
+    known.lastActiveAt = activeAt;
   }
   if (changes.profiles) profiles_ = std::move(*changes.profiles);
   if (changes.settings) settings_ = std::move(*changes.settings);
 }
 
 const Session* View::find(std::uint32_t address, const std::string& mac) {
+  const Entry* entry = findEntry(address, mac, now());
+  return entry ? &entry->session : nullptr;
+}
+
+View::Entry* View::findEntry(std::uint32_t address, const std::string& mac, std::int64_t nowSecs) {
   const auto found = sessions_.find(address);
   if (found == sessions_.end()) return nullptr;
-  Session& session = found->second;
+  fetchAhead(&found->second, sizeof found->second);
+  Session& session = found->second.session;
+  __builtin_prefetch(session.mac.data());
   const std::optional<Counters> counters = enforcer_.counters(address);
   if (counters && *counters != session.counters) {
     session.counters = *counters;
-    touch(&session);
+    touch(&found->second, nowSecs);
   }
-  if (overdue(session, now())) return nullptr;
+  if (overdue(session, nowSecs)) return nullptr;
   if (isOtherDevice(session, mac)) {
-    seen_[address].otherMac = mac;
+    seen_.otherMac[address] = mac;
     return nullptr;
   }
-  return &session;
+  return &found->second;
 }
 
 const Profile* View::findProfile(const std::string& name) const {
@@ -47,15 +68,27 @@ const Profile* View::findProfile(const std::string& name) const {
 }
 
 const Session* View::findActive(std::uint32_t address, const std::string& mac) {
-  if (!find(address, mac)) return nullptr;
-  Session& session = sessions_.find(address)->second;
-  touch(&session);
-  return &session;
+  const std::int64_t nowSecs = now();
+  Entry* entry = findEntry(address, mac, nowSecs);
+  if (!entry) return nullptr;
+  touch(entry, nowSecs);
+  return &entry->session;
 }
 
-void View::touch(Session* session) {
-  session->lastActiveAt = now();
-  seen_[session->address].activeAt = now();
+void View::touch(Entry* entry, std::int64_t nowSecs) {
+  entry->session.lastActiveAt = nowSecs;
+  if (entry->seenInRound == round_) {
+    seen_.activeAt[entry->seenAt].second = nowSecs;
+    return;
+  }
+  entry->seenInRound = round_;
+  entry->seenAt = seen_.activeAt.size();
+  seen_.activeAt.emplace_back(entry->session.address, nowSecs);
+}
+
+SeenClients View::takeSeen() {
+  ++round_;
+  return std::exchange(seen_, {});
 }
 
 }  // namespace manager

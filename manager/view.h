@@ -24,12 +24,11 @@ struct Changes {
   std::optional<ServerSettings> settings;
 };
 
-// What the loop thread saw of a client since the ledger was told last.
-struct Seen {
-  std::optional<std::int64_t> activeAt;
-  std::string otherMac;  // of another device that has the session's address; else empty
+// What the loop thread saw of clients since the ledger was told last.
+struct SeenClients {
+  std::vector<std::pair<std::uint32_t, std::int64_t>> activeAt;
+  std::unordered_map<std::uint32_t, std::string> otherMac;  // of another device at the address
 };
-using SeenClients = std::unordered_map<std::uint32_t, Seen>;
 
 // Loop thread only. Requests that change nothing are answered from here, whatever the disk does.
 class View final : public Standing {
@@ -47,18 +46,28 @@ class View final : public Standing {
   // The same, and notes that the client was active: it asked for something.
   const Session* findActive(std::uint32_t address, const std::string& mac);
 
-  // Hands out what the ledger has to be told. At most one entry for each session.
-  SeenClients takeSeen() { return std::exchange(seen_, {}); }
+  // Hands out what the ledger has to be told. At most one entry of each kind for each session.
+  SeenClients takeSeen();
 
  private:
-  void touch(Session* session);
+  struct Entry {
+    Session session;
+    // Where in seen_ its activity is, while the round is the present one.
+    std::size_t seenAt = 0;
+    std::uint64_t seenInRound = 0;
+  };
+
+  // The client's session as Standing::find has it.
+  Entry* findEntry(std::uint32_t address, const std::string& mac, std::int64_t nowSecs);
+  void touch(Entry* entry, std::int64_t nowSecs);
 
   const Clock& clock_;
   const Enforcer& enforcer_;
-  std::unordered_map<std::uint32_t, Session> sessions_;
+  std::unordered_map<std::uint32_t, Entry> sessions_;
   std::map<std::string, Profile> profiles_;
   ServerSettings settings_;
   SeenClients seen_;
+  std::uint64_t round_ = 1;  // of takeSeen()
 };
 
 }  // namespace manager

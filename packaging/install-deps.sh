@@ -29,7 +29,7 @@ router=(g++-mips-linux-gnu qemu-user)
 fuzz=(clang-22 libclang-rt-22-dev libgtest-dev googletest)
 clang=(clang-22)
 coverage=(gcovr)
-bench=(libbenchmark-dev libctemplate-dev nginx-light wrk python3)
+bench=(libbenchmark-dev libctemplate-dev nginx-light lighttpd wrk python3)
 
 fail() {
   echo "install-deps.sh: $*" >&2

@@ -15,8 +15,8 @@ namespace {
 using layout::kFieldHeaderBytes;
 using layout::kHeaderBytes;
 
-// Room for an ordinary request, so that a message grows once and not at every field.
-constexpr std::size_t kUsualBytes = 256;
+// Room for an ordinary request or reply, so that a message grows once and not at every field.
+constexpr std::size_t kUsualBytes = 512;
 
 const unsigned char* bytesOf(const std::string& text) {
   return reinterpret_cast<const unsigned char*>(text.data());

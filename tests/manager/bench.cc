@@ -20,7 +20,7 @@ manager::Ledger& started(manager::Ledger& ledger) {
 
 Bench::Parts::Parts(Bench& bench)
     : store(bench.dir.file("db")),
-      ledger(store, bench.clock, enforcer, bench.base),
+      ledger(store, bench.clock, enforcer, bench.base, bench.maxSessions),
       view(bench.clock, enforcer),
       queue(loop, started(ledger), view),
       users(loop, queue, store),
@@ -115,6 +115,13 @@ void Bench::addUser(const std::string& name, const std::string& password,
   arguments["name"] = name;
   arguments["password"] = password;
   admin("user.add", arguments);
+}
+
+std::vector<manager::Session> Bench::storedSessions() {
+  std::vector<manager::Session> sessions;
+  parts->store.loadSessions(
+      [&](manager::Session session) { sessions.push_back(std::move(session)); });
+  return sessions;
 }
 
 void Bench::addHashedUser(const std::string& name, const std::string& password) {

@@ -82,6 +82,9 @@ class Bench {
 
   void addUser(const std::string& name, const std::string& password,
                const nlohmann::json& more = nlohmann::json::object());
+  // What the store has, by address.
+  std::vector<manager::Session> storedSessions();
+
   // Makes the account's password a quickly checked hash, straight in the store.
   void addHashedUser(const std::string& name, const std::string& password);
   void setMac(const std::string& address, const std::string& mac);
@@ -101,6 +104,7 @@ class Bench {
   FakeClock clock;
   manager::ServerSettings base;
   std::uint32_t guessesPerMinute = 0;
+  std::size_t maxSessions = manager::Ledger::kUsualMaxSessions;
 
   struct Parts {
     explicit Parts(Bench& bench);

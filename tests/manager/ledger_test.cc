@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <spdlog/spdlog.h>
 
+#include <algorithm>
+
 #include "manager/portal_protocol.h"
 #include "tests/manager/bench.h"
 
@@ -145,7 +147,7 @@ TEST_F(LedgerTest, SweepEndsWhatIsOverInTheStoreToo) {
   bench.clock.pass(3600);
   bench.sweep();
   EXPECT_EQ(bench.parts->enforcer.dismissed, std::vector<std::uint32_t>{kClient});
-  EXPECT_TRUE(bench.parts->store.loadSessions().empty());
+  EXPECT_TRUE(bench.storedSessions().empty());
   EXPECT_EQ(usedUptime(), 3600u);
 }
 
@@ -154,10 +156,92 @@ TEST_F(LedgerTest, SweepWritesActivityOnceAMinute) {
   bench.clock.pass(30);
   bench.command(portal::kGet);
   bench.sweep();
-  EXPECT_EQ(bench.parts->store.loadSessions().at(0).lastActiveAt, bench.clock.uptime - 30);
+  EXPECT_EQ(bench.storedSessions().at(0).lastActiveAt, bench.clock.uptime - 30);
   bench.clock.pass(30);
   bench.sweep();
-  EXPECT_EQ(bench.parts->store.loadSessions().at(0).lastActiveAt, bench.clock.uptime - 30);
+  EXPECT_EQ(bench.storedSessions().at(0).lastActiveAt, bench.clock.uptime - 30);
+}
+
+TEST_F(LedgerTest, SweepWritesSoManySessionsAtOnceAndTheOthersWithTheNext) {
+  manager::Session session;
+  session.account = "ann";
+  session.profile = "default";
+  session.loginAt = session.lastActiveAt = bench.clock.uptime;
+  constexpr std::uint32_t kMany = manager::Ledger::kMaxWritten + 10;
+  spdlog::set_level(spdlog::level::warn);  // no line for each of them
+  for (std::uint32_t i = 0; i < kMany; ++i) {
+    session.address = 0x7f010000 + i;
+    bench.parts->ledger.open(session);
+  }
+  bench.parts->ledger.commit();
+  spdlog::set_level(spdlog::level::info);
+  bench.clock.pass(60);
+  for (std::uint32_t i = 0; i < kMany; ++i) {
+    bench.parts->ledger.touch(0x7f010000 + i, bench.clock.uptime);
+  }
+  const auto written = [&] {
+    const std::vector<manager::Session> all = bench.storedSessions();
+    return std::count_if(all.begin(), all.end(), [&](const manager::Session& each) {
+      return each.lastActiveAt == bench.clock.uptime;
+    });
+  };
+  bench.sweep();
+  EXPECT_EQ(written(), static_cast<std::ptrdiff_t>(manager::Ledger::kMaxWritten));
+  bench.sweep();
+  EXPECT_EQ(written(), static_cast<std::ptrdiff_t>(kMany));
+}
+
+TEST_F(LedgerTest, SettleWritesEverySession) {
+  bench.chapLogin("ann", "secret");
+  bench.clock.pass(5);
+  bench.command(portal::kGet);
+  bench.settle();
+  EXPECT_EQ(bench.storedSessions().at(0).lastActiveAt, bench.clock.uptime);
+}
+
+TEST_F(LedgerTest, SweepEndsASessionWhoseTrafficWasCounted) {
+  bench.admin("profile.set", {{"name", "default"}, {"limit-bytes-in", 1000}});
+  bench.chapLogin("ann", "secret");
+  bench.parts->enforcer.report(kClient, {1000, 1, 0, 0});
+  bench.sweep();
+  EXPECT_TRUE(bench.storedSessions().empty());
+}
+
+TEST_F(LedgerTest, SweepFollowsAnIdleTimeoutThatWasMadeShorter) {
+  bench.chapLogin("ann", "secret");
+  bench.sweep();
+  nv::message request = commandOf(portal::kSet);
+  request.insert_u32(portal::kIdleTimeout, 10);
+  EXPECT_TRUE(isLoggedIn(bench.ask(request)));
+  bench.clock.pass(9);
+  bench.sweep();
+  EXPECT_EQ(bench.storedSessions().size(), 1u);
+  bench.clock.pass(1);
+  bench.sweep();
+  EXPECT_TRUE(bench.storedSessions().empty());
+}
+
+TEST_F(LedgerTest, SweepLetsActiveSessionsBe) {
+  bench.chapLogin("ann", "secret");
+  for (int minutes = 0; minutes < 55; ++minutes) {
+    bench.clock.pass(60);
+    bench.command(portal::kGet);
+    bench.sweep();
+    ASSERT_EQ(bench.storedSessions().size(), 1u) << minutes;
+  }
+}
+
+TEST_F(LedgerTest, StartSweepsWhatItKeptWhenItsTimeComes) {
+  bench.chapLogin("ann", "secret");
+  bench.clock.pass(100);
+  bench.restart();
+  bench.sweep();
+  bench.clock.pass(1799);
+  bench.sweep();
+  EXPECT_EQ(bench.storedSessions().size(), 1u);
+  bench.clock.pass(1);
+  bench.sweep();
+  EXPECT_TRUE(bench.storedSessions().empty());
 }
 
 TEST_F(LedgerTest, SweepForgetsExpiredCookies) {
@@ -197,18 +281,11 @@ TEST_F(LedgerTest, TellsTheEnforcerNothingThatWasRolledBack) {
 
 TEST_F(LedgerTest, HasNoMoreSessionsThanItMay) {
   bench.admin("profile.set", {{"name", "default"}, {"shared-users", 0}});
-  // No line for each of them.
-  spdlog::set_level(spdlog::level::warn);
-  manager::Session session;
-  session.account = "ann";
-  session.profile = "default";
-  session.loginAt = session.lastActiveAt = bench.clock.uptime;
-  for (std::uint32_t i = 0; i < manager::Ledger::kMaxSessions; ++i) {
-    session.address = 0x7f010000 + i;
-    bench.parts->ledger.open(session);
+  bench.maxSessions = 3;
+  bench.restart();
+  for (std::uint32_t i = 0; i < 3; ++i) {
+    EXPECT_TRUE(isLoggedIn(bench.chapLogin("ann", "secret", 0x7f010000 + i)));
   }
-  bench.parts->ledger.commit();
-  spdlog::set_level(spdlog::level::info);
   const nv::message refused = bench.chapLogin("ann", "secret");
   EXPECT_EQ(errorText(refused), manager::kFailFull.text);
   bench.command(portal::kLogout, 0x7f010000);

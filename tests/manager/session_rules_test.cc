@@ -4,11 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 namespace {
 
 using manager::Allowance;
 using manager::applyTerms;
 using manager::EndReason;
+using manager::nextChange;
 using manager::overdue;
 using manager::Profile;
 using manager::Session;
@@ -80,6 +83,67 @@ TEST(ClientState, GoesFromNormalToPendingToBlocked) {
   profile.advertUrls.clear();
   EXPECT_EQ(clientState(session, &profile, 99999), portal::kStateNormal);
   EXPECT_EQ(clientState(session, nullptr, 99999), portal::kStateNormal);
+}
+
+TEST(NextChange, IsTheEarliestOfWhatTimeAloneBrings) {
+  Session session = freshSession();
+  EXPECT_EQ(nextChange(session, nullptr, 1000), std::nullopt);
+  session.endAt = 5000;
+  EXPECT_EQ(nextChange(session, nullptr, 1000), 5000);
+  session.idleTimeoutSecs = 300;
+  EXPECT_EQ(nextChange(session, nullptr, 1000), 1300);
+  session.lastActiveAt = 4900;
+  EXPECT_EQ(nextChange(session, nullptr, 4950), 5000);
+  EXPECT_EQ(nextChange(session, nullptr, 5000), 5000) << "over already";
+}
+
+TEST(NextChange, FollowsTheAdvertisement) {
+  Profile profile;
+  profile.advertUrls = {"http://a.example/"};
+  profile.advertIntervalSecs = 60;
+  profile.advertLookSecs = 20;
+  Session session = freshSession();
+  session.advertDueAt = 1060;
+  EXPECT_EQ(nextChange(session, nullptr, 1000), std::nullopt);
+  EXPECT_EQ(nextChange(session, &profile, 1000), 1060);
+  EXPECT_EQ(nextChange(session, &profile, 1060), 1080);
+  EXPECT_EQ(nextChange(session, &profile, 1080), std::nullopt);
+  profile.advertLookSecs = 0;
+  EXPECT_EQ(nextChange(session, &profile, 1060), std::nullopt) << "never blocked";
+}
+
+TEST(NextChange, PassesOverWhatNoMachineLivesToSee) {
+  Session session = freshSession();
+  session.idleTimeoutSecs = 0xffffffffffffffff;
+  EXPECT_EQ(nextChange(session, nullptr, 1000), std::nullopt);
+}
+
+// Whatever the numbers are, nothing changes before the moment that is given, and something does
+// then.
+TEST(NextChange, AgreesWithTheRulesSecondBySecond) {
+  for (unsigned bits = 0; bits < 64; ++bits) {
+    Profile profile;
+    profile.advertUrls = {"http://a.example/"};
+    profile.advertIntervalSecs = 60;
+    profile.advertLookSecs = (bits & 1) != 0 ? 7 : 0;
+    Session session = freshSession();
+    if ((bits & 2) != 0) session.endAt = (bits & 4) != 0 ? 1005 : 1020;
+    if ((bits & 8) != 0) session.idleTimeoutSecs = (bits & 16) != 0 ? 3 : 30;
+    if ((bits & 32) != 0) session.advertDueAt = 1004;
+    const auto stateAt = [&](std::int64_t now) {
+      return std::pair(overdue(session, now), clientState(session, &profile, now));
+    };
+    for (std::int64_t now = 998; now < 1040 && !overdue(session, now); ++now) {
+      std::int64_t expected = now + 1;
+      while (expected < 1100 && stateAt(expected) == stateAt(now)) ++expected;
+      const auto next = nextChange(session, &profile, now);
+      if (expected == 1100) {
+        EXPECT_EQ(next, std::nullopt) << bits << " at " << now;
+      } else {
+        EXPECT_EQ(next, expected) << bits << " at " << now;
+      }
+    }
+  }
 }
 
 TEST(Terms, TakeTheNearerOfProfileAndAllowance) {

@@ -31,6 +31,48 @@ TEST(SessionTable, CountsTheSessionsOfEachAccount) {
   EXPECT_EQ(table.size(), 2u);
 }
 
+TEST(SessionTable, GivesTheSessionBehindAnAddress) {
+  SessionTable table;
+  table.put(sessionAt(3, "ann"));
+  table.put(sessionAt(1, "bob"));
+  table.restore(sessionAt(2, "ann"));
+  EXPECT_EQ(table.behind(0, "")->address, 1u);
+  EXPECT_EQ(table.behind(1, "")->address, 2u);
+  EXPECT_EQ(table.behind(3, ""), nullptr);
+  EXPECT_EQ(table.behind(0, "ann")->address, 2u);
+  EXPECT_EQ(table.behind(2, "ann")->address, 3u);
+  EXPECT_EQ(table.behind(1, "bob"), nullptr);
+  EXPECT_EQ(table.behind(0, "carl"), nullptr);
+  table.erase(2);
+  EXPECT_EQ(table.behind(0, "ann")->address, 3u);
+}
+
+TEST(SessionTable, RestoredSessionIsNotTakenBack) {
+  SessionTable table;
+  table.restore(sessionAt(1, "ann"));
+  table.undo();
+  EXPECT_NE(table.find(1), nullptr);
+  EXPECT_TRUE(table.keep().empty());
+}
+
+TEST(SessionTable, TellsWhatIsNotWrittenOnceInTheOrderOfItsChange) {
+  SessionTable table;
+  for (std::uint32_t address = 1; address <= 3; ++address) table.put(sessionAt(address, "ann"));
+  table.touch(2, 10);
+  table.touch(1, 10);
+  table.touch(2, 11);
+  table.count(3, {1, 1, 1, 1});
+  EXPECT_EQ(table.unwritten(), 3u);
+  EXPECT_EQ(table.unwritten(2), (std::vector<std::uint32_t>{2, 1}));
+  table.written(2);
+  EXPECT_EQ(table.unwritten(9), (std::vector<std::uint32_t>{3}));
+  table.touch(2, 12);
+  EXPECT_EQ(table.unwritten(9), (std::vector<std::uint32_t>{3, 2}));
+  table.erase(3);
+  table.written(9);
+  EXPECT_EQ(table.unwritten(), 0u);
+}
+
 TEST(SessionTable, UndoTakesEveryChangeSinceKeepBack) {
   SessionTable table;
   Session ann = sessionAt(1, "ann");
