@@ -9,6 +9,7 @@ set(HOTSPOT_MODULE_SOURCES
   servlet/debug_out.cc
   vars/config_vars.cc
   vars/counter_vars.cc
+  vars/env_writer.cc
   vars/param_lookup.cc
   vars/server_vars.cc
   vars/session_vars.cc

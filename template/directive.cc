@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "template/scan.h"
 #include "template/var_val.h"
 
 const char* const cmdStr[5] = {"none", "if", "elif", "else", "endif"};
@@ -25,12 +26,29 @@ namespace {
 
 constexpr std::size_t kMaxWords = 4;
 
-bool isBlank(char c) { return c == ' ' || c == '\t'; }
+using scan::isBlank;
+using scan::isCloser;
+
+const char* skipBlanks(const char* at, const char* end) {
+  while (at < end && isBlank(*at)) ++at;
+  return at;
+}
 
 constexpr std::string_view kIf = "if";
 constexpr std::string_view kElif = "elif";
 
-bool opensCondition(std::string_view word) { return word == kIf || word == kElif; }
+inline bool opensCondition(std::string_view word) { return word == kIf || word == kElif; }
+
+// Appends a word of a text that goes on up to `end`. Nearly all are short: they are copied as a
+// string of fixed length, which takes no call, and then cut.
+void append(std::string_view word, const char* end, std::vector<std::string>* words) {
+  constexpr std::size_t kShort = 15;
+  if (word.size() <= kShort && end - word.data() >= std::ptrdiff_t{kShort}) {
+    words->emplace_back(word.data(), kShort).resize(word.size());
+  } else {
+    words->emplace_back(word);
+  }
+}
 
 // Takes one pair of enclosing quotes off a comparison value.
 void removeQuotes(std::string* value) {
@@ -43,58 +61,36 @@ void removeQuotes(std::string* value) {
 
 }  // namespace
 
-LookAhead::LookAhead(const char* start, const char* end,
-                     const std::map<std::string, std::string>& env)
-    : end_(end),
-      backslash_('\\', start, end),
-      dollar_('$', start, end),
-      percent_('%', start, end),
-      parenthesis_(')', start, end),
-      wordStart_(start),
-      wordEnd_(start),
-      nextWord_(start),
-      env_(env) {}
-
-const char* LookAhead::wordEnd(const char* at, const char* closer) {
-  if (at < wordStart_ || wordEnd_ <= at) {
-    wordStart_ = at;
-    while (at < closer && !isBlank(*at)) ++at;
-    wordEnd_ = at;
-    while (at < closer && isBlank(*at)) ++at;
-    nextWord_ = at;
-  }
-  return wordEnd_;
+LookAhead::Word LookAhead::findFar(const char* at) {
+  farStart_ = at;
+  far_.end = scan::find<scan::Delimiter>(at, end_);
+  far_.next = skipBlanks(far_.end, end_);
+  return far_;
 }
 
-bool LookAhead::mayBeReference(std::size_t length) {
-  constexpr std::size_t kAlwaysTried = 32;
-  if (dropped_ || length <= kAlwaysTried) return true;
+std::size_t LookAhead::longestName() {
   if (longestName_ == 0) longestName_ = longestVarName(env_);
-  return length <= longestName_;
+  return longestName_;
 }
 
 bool readTokens(const char** cursor, const char* end, std::vector<std::string>* words,
                 LookAhead* ahead) {
-  const char* at = *cursor;
-  const char* const closer = ahead->closer(at);
-  if (closer == end) return false;
-
-  while (at < closer && isBlank(*at)) ++at;
-  std::size_t count = 0;
-  while (at < closer) {
-    if (count == kMaxWords) return false;
-    const char* const wordEnd = ahead->wordEnd(at, closer);
-    const std::string_view word(at, static_cast<std::size_t>(wordEnd - at));
-    at = ahead->nextWord();
-    if (count == 0 && !opensCondition(word) &&
-        (at < closer || !ahead->mayBeReference(word.size()))) {
+  words->clear();
+  words->reserve(kMaxWords);
+  const char* at = skipBlanks(*cursor, end);
+  while (at < end && !isCloser(*at)) {
+    if (words->size() == kMaxWords) return false;
+    const LookAhead::Word found = ahead->word(at);
+    const std::string_view word(at, static_cast<std::size_t>(found.end - at));
+    at = found.next;
+    if (words->empty() && !opensCondition(word) &&
+        (at == end || !isCloser(*at) || !ahead->mayBeReference(word.size()))) {
       return false;
     }
-    if (words->size() == count) words->emplace_back();
-    (*words)[count++].assign(word);
+    append(word, end, words);
   }
-  words->resize(count);
-  *cursor = closer + 1;
+  if (at == end) return false;
+  *cursor = at + 1;
   return true;
 }
 

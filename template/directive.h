@@ -15,13 +15,13 @@
 #ifndef TEMPLATE_DIRECTIVE_H_
 #define TEMPLATE_DIRECTIVE_H_
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
+
+#include "template/scan.h"
 
 // Kind of a directive; kCmdNone is a variable reference.
 enum SCmd : std::uint32_t { kCmdNone, kCmdIf, kCmdElif, kCmdElse, kCmdEndif };
@@ -45,74 +45,62 @@ extern const char* const ifStr[5];
 // one.
 extern const std::uint32_t kIfTransitions[2][4][4];
 
-// What has been seen of the text ahead of the cursor, from `start` up to `end`. One for a
-// rendering; it skips plain text at the speed of memchr(3) and keeps hostile text (openers by the
-// million in front of a far closer, or of none) linear: no stretch is searched twice for the same
-// character, and a word that can be no variable's name is not copied.
+// What has been seen of the text ahead of the cursor, up to `end`. One for a rendering; it keeps
+// hostile text (openers by the million in front of a far closer, or of none) linear: a long word,
+// and the blanks behind it, are searched once for all the openers that it holds, and a word that
+// can be no variable's name is not copied.
 class LookAhead {
  public:
   // The text and `env` outlive the object.
-  LookAhead(const char* start, const char* end, const std::map<std::string, std::string>& env);
+  LookAhead(const char* start, const char* end, const std::map<std::string, std::string>& env)
+      : end_(end), farStart_(start), far_{start, start}, env_(env) {}
 
-  // First backslash, '$' or '%' at or behind `at`; the end when there is none.
-  const char* special(const char* at) {
-    return std::min({backslash_.from(at, end_), dollar_.from(at, end_), percent_.from(at, end_)});
+  // Where the word at `at` ends (at a blank, a tab, a closer or the end of the text), and where the
+  // next one starts behind the blanks, unless a closer or the end is there.
+  struct Word {
+    const char* end;
+    const char* next;
+  };
+  Word word(const char* at) {
+    if (farStart_ <= at && at < far_.end) return far_;
+    // Nearly every word is short, with a single blank or the closer behind it: then nothing has to
+    // be kept in mind.
+    if (end_ - at > scan::Block::kBytes) {
+      const scan::Block found = scan::Delimiter::in(scan::Block::load(at));
+      if (found.any()) {
+        const char* const end = at + found.first();
+        if (scan::isCloser(*end)) return {end, end};
+        if (!scan::isBlank(end[1])) return {end, end + 1};
+      }
+    }
+    return findFar(at);
   }
-
-  // First closer at or behind `at`, or the end. Between calls of both operations `at` never goes
-  // back to the near side of one of the characters that they look for.
-  const char* closer(const char* at) {
-    return std::min(parenthesis_.from(at, end_), percent_.from(at, end_));
-  }
-
-  // End of the word at `at` (a blank, a tab or the closer), and the start of the next one (or the
-  // closer).
-  const char* wordEnd(const char* at, const char* closer);
-  const char* nextWord() const { return nextWord_; }
 
   // Whether a single word of this length can be a reference: one that is sent has to be a
   // variable's name, in a dropped branch every word counts as one.
-  bool mayBeReference(std::size_t length);
+  bool mayBeReference(std::size_t length) {
+    constexpr std::size_t kAlwaysTried = 32;
+    return length <= kAlwaysTried || dropped_ || length <= longestName();
+  }
   void setDropped(bool dropped) { dropped_ = dropped; }
 
  private:
-  // Where a character stands next.
-  class Next {
-   public:
-    Next(char sought, const char* start, const char* end) : sought_(sought) { find(start, end); }
-    const char* from(const char* at, const char* end) {
-      if (found_ < at) find(at, end);
-      return found_;
-    }
-
-   private:
-    void find(const char* at, const char* end) {
-      const void* const found = std::memchr(at, sought_, static_cast<std::size_t>(end - at));
-      found_ = found == nullptr ? end : static_cast<const char*>(found);
-    }
-
-    const char sought_;
-    const char* found_;
-  };
+  Word findFar(const char* at);
+  std::size_t longestName();
 
   const char* const end_;
-  Next backslash_;
-  Next dollar_;
-  Next percent_;
-  Next parenthesis_;
-  const char* wordStart_;  // wordEnd_ and nextWord_ hold for a word that starts here or behind
-  const char* wordEnd_;
-  const char* nextWord_;
+  const char* farStart_;  // `far_` is that of a word that starts here or behind
+  Word far_;
   const std::map<std::string, std::string>& env_;
   std::size_t longestName_ = 0;  // 0: not yet asked for
   bool dropped_ = false;
 };
 
 // Splits a directive into words. `*cursor` stands behind the opener; on success it is moved behind
-// the closer. Elements of `*words` are reused. False, with `*cursor` untouched and `*words`
-// unspecified, when there is no closer before `end`, and also as soon as the text can be no
-// directive whatever follows: a first word other than "if" and "elif" is followed by another, there
-// are more than four, or a single word is too long for a reference.
+// the closer. False, with `*cursor` untouched and `*words` unspecified, when there is no closer
+// before `end`, and also as soon as the text can be no directive whatever follows: a first word
+// other than "if" and "elif" is followed by another, there are more than four, or a single word is
+// too long for a reference.
 bool readTokens(const char** cursor, const char* end, std::vector<std::string>* words,
                 LookAhead* ahead);
 

@@ -1,5 +1,7 @@
 #include "template/escape.h"
 
+#include "template/scan.h"
+
 namespace {
 
 // Value of a hexadecimal digit, -1 for any other byte.
@@ -71,19 +73,21 @@ std::string doEscapeString(const std::string& s) {
   return result;
 }
 
+bool holdsMarkup(const std::string& s) {
+  const char* const end = s.data() + s.size();
+  return scan::find<scan::Markup>(s.data(), end) != end;
+}
+
 std::string xmlEscapeString(const std::string& s) {
   std::string result;
-  result.reserve(s.size());
-  for (const char c : s) {
-    if (c == '<') {
-      result += "&lt;";
-    } else if (c == '>') {
-      result += "&gt;";
-    } else if (c == '&') {
-      result += "&amp;";
-    } else {
-      result += c;
-    }
+  result.reserve(s.size() + 16);
+  const char* at = s.data();
+  const char* const end = at + s.size();
+  for (;;) {
+    const char* const found = scan::find<scan::Markup>(at, end);
+    result.append(at, found);
+    if (found == end) return result;
+    result += *found == '<' ? "&lt;" : *found == '>' ? "&gt;" : "&amp;";
+    at = found + 1;
   }
-  return result;
 }

@@ -21,4 +21,7 @@ std::string doEscapeString(const std::string& s);
 // Replaces '<', '>' and '&' by "&lt;", "&gt;" and "&amp;"; quotes and apostrophes stay.
 std::string xmlEscapeString(const std::string& s);
 
+// Whether that would change the text.
+bool holdsMarkup(const std::string& s);
+
 #endif  // TEMPLATE_ESCAPE_H_

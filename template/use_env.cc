@@ -7,6 +7,7 @@
 #include "servlet/debug_out.h"
 #include "servlet/hs_conn.h"
 #include "template/directive.h"
+#include "template/scan.h"
 #include "template/var_val.h"
 
 namespace {
@@ -69,13 +70,26 @@ class Renderer {
   std::string text_;
 };
 
+// Whether a backslash keeps the character at `at` from opening a directive; behind `start` there is
+// no other opener in front of it. Backslashes are taken in pairs from the first one of a run on:
+// whatever stands before the run may itself be kept from opening, but keeps nothing.
+bool isEscaped(const char* start, const char* at) {
+  bool escaped = false;
+  while (at > start && *--at == '\\') escaped = !escaped;
+  return escaped;
+}
+
 const char* Renderer::render() {
   const char* cursor = run_;
   for (;;) {
-    const char* const special = ahead_.special(cursor);
+    const char* const special = scan::find<scan::Opener>(cursor, end_);
     if (end_ - special < 2) break;
+    if (isEscaped(cursor, special)) {
+      cursor = special + 1;
+      continue;
+    }
     const bool dollar = *special == '$';
-    if (*special == '\\' || (dollar && special[1] != '(')) {
+    if (dollar && special[1] != '(') {
       cursor = special + 2;
       continue;
     }

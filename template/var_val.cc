@@ -22,7 +22,7 @@ bool scanNumber(const char** at, unsigned* value) {
 }
 
 void escapeIf(bool esc, std::string* value) {
-  if (esc) *value = xmlEscapeString(*value);
+  if (esc && holdsMarkup(*value)) *value = xmlEscapeString(*value);
 }
 
 }  // namespace
@@ -31,7 +31,8 @@ bool getVarVal(std::map<std::string, std::string>& env, radius::Packet& radius,
                const std::string& name, std::string* value, bool esc) {
   const auto variable = env.find(name);
   if (variable != env.end()) {
-    *value = esc ? xmlEscapeString(variable->second) : variable->second;
+    *value = variable->second;
+    escapeIf(esc, value);
     return true;
   }
   if (name.size() > kEscSuffix.size() && name.ends_with(kEscSuffix)) {

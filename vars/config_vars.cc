@@ -4,10 +4,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <initializer_list>
+#include <string_view>
+#include <utility>
 
 #include "host/address.h"
 #include "servlet/hs_conn.h"
 #include "template/escape.h"
+#include "vars/env_writer.h"
 #include "vars/yes_no.h"
 
 namespace {
@@ -44,6 +48,16 @@ std::string macText(const nv::message& reply) {
   return mac.str();
 }
 
+// The parts one behind the other, in memory that is asked for once.
+std::string joined(std::initializer_list<std::string_view> parts) {
+  std::size_t size = 0;
+  for (const std::string_view part : parts) size += part.size();
+  std::string text;
+  text.reserve(size);
+  for (const std::string_view part : parts) text += part;
+  return text;
+}
+
 }  // namespace
 
 std::uint32_t HsConn::initCfg(const char* name, const nv::message& reply) {
@@ -53,50 +67,55 @@ std::uint32_t HsConn::initCfg(const char* name, const nv::message& reply) {
     agent.erase(std::min(agent.find('/'), agent.size()));
     isAgent = agent == kAgentToken;
   }
-  env["user-agent"] = agent;
 
   loggedIn = reply.get_bool(kLoggedIn, false);
   cfgFlags = reply.get_u32(kCfgFlags, 0);
   htmlDir = reply.get_string(kHtmlDir, "/home/web/hotspot/");
   const bool sslLogin = reply.get_bool(kSslLogin, false);
   const std::string host = initServerName(reply);
-  env["ssl-login"] = yesNo(sslLogin);
-  env["plain-passwd"] = yesNo((cfgFlags & kCfgPlainPasswd) != 0);
-  env["trial"] = yesNo((cfgFlags & kCfgTrial) != 0);
-  env["identity"] = identity();
-  env["hostname"] = host;
-  env["target-dir"] = targetDir;
-  initLinkVars(host, sslLogin);
-
-  const std::string mac = macText(reply);
-  const std::string user = reply.get_string(kUserName, "");
-  env["logged-in"] = yesNo(loggedIn);
-  env["ip"] = IPAddr{req.clientAddr}.str();
-  env["mac"] = mac;
-  env["username"] = user;
-  env["domain"] = reply.get_string(kDomain, "");
+  std::string mac = macText(reply);
+  std::string user = reply.get_string(kUserName, "");
   // A client that was logged in by its MAC address has that as its user name.
-  env["login-by-mac"] = yesNo(loggedIn && user == mac);
+  const bool loggedInByMac = loggedIn && user == mac;
 
+  EnvWriter vars(env);
+  vars.set("domain", reply.get_string(kDomain, ""));
+  vars.set("hostname", host);
+  vars.set("identity", identity());
+  vars.set("ip", IPAddr{req.clientAddr}.str());
+  vars.set("logged-in", yesNo(loggedIn));
+  vars.set("login-by-mac", yesNo(loggedInByMac));
+  vars.set("mac", std::move(mac));
+  vars.set("plain-passwd", yesNo((cfgFlags & kCfgPlainPasswd) != 0));
+  vars.set("ssl-login", yesNo(sslLogin));
+  vars.set("target-dir", targetDir);
+  vars.set("trial", yesNo((cfgFlags & kCfgTrial) != 0));
+  vars.set("user-agent", std::move(agent));
+  vars.set("username", std::move(user));
+
+  initLinkVars(host, sslLogin);
   initSessionVars(reply, reply.get_u32(kClientState, 0));
   return initErrorVars(name, reply);
 }
 
 void HsConn::initLinkVars(const std::string& host, bool sslLogin) {
-  const std::string base = "://" + host + '/' + targetDir;
-  const std::string loginScheme = req.isSsl || sslLogin ? "https" : "http";
   // Where the client wanted to go: what an earlier step of this request left in "link-orig" counts
   // when the client does not say, so it is read before it is overwritten.
   std::string dst = getParam(params, "dst", "");
   if (dst.empty()) dst = getParam(env, "link-orig", "");
   const std::string query = dst.empty() ? std::string() : "?dst=" + doEscapeString(dst);
+  const std::string_view loginScheme = req.isSsl || sslLogin ? "https" : "http";
+  const auto link = [&](std::string_view scheme, std::string_view page, std::string_view behind) {
+    return joined({scheme, "://", host, "/", targetDir, page, behind});
+  };
 
   // Only the login links take the scheme of a secure login; logout and status carry no destination.
-  env["link-logout"] = "http" + base + "logout";
-  env["link-login-only"] = loginScheme + base + "login";
-  env["link-login"] = loginScheme + base + "login" + query;
-  env["link-status"] = "http" + base + "status";
-  env["link-advert"] = "http" + base + "advert" + query;
-  env["link-alogin"] = "http" + base + "alogin" + query;
-  env["link-orig"] = dst;
+  EnvWriter vars(env);
+  vars.set("link-advert", link("http", "advert", query));
+  vars.set("link-alogin", link("http", "alogin", query));
+  vars.set("link-login", link(loginScheme, "login", query));
+  vars.set("link-login-only", link(loginScheme, "login", ""));
+  vars.set("link-logout", link("http", "logout", ""));
+  vars.set("link-orig", std::move(dst));
+  vars.set("link-status", link("http", "status", ""));
 }

@@ -1,6 +1,7 @@
 #include "vars/counter_vars.h"
 
 #include "template/format.h"
+#include "vars/env_writer.h"
 
 namespace {
 
@@ -12,11 +13,9 @@ constexpr std::uint32_t kLimitBytesIn = 0x1000001f;
 constexpr std::uint32_t kLimitBytesOut = 0x10000020;
 constexpr std::uint32_t kLimitBytesTotal = 0x10000021;
 
-// One limit and what remains of it after `used` bytes.
-void setLimitVars(std::string& limitVar, std::string& remainVar, std::uint64_t limit,
-                  std::uint64_t used) {
-  limitVar = limit == 0 ? std::string() : ull2str(limit);
-  remainVar = limit == 0 ? std::string() : ull2str(limit - used);
+// The text of a limit, or of what remains of one: none where there is no limit.
+std::string limitText(std::uint64_t limit, std::uint64_t count) {
+  return limit == 0 ? std::string() : ull2str(count);
 }
 
 }  // namespace
@@ -24,23 +23,29 @@ void setLimitVars(std::string& limitVar, std::string& remainVar, std::uint64_t l
 void setCounterVars(std::map<std::string, std::string>& env, const nv::message& reply) {
   const std::uint64_t bytesIn = reply.get_u64(kBytesIn, 0);
   const std::uint64_t bytesOut = reply.get_u64(kBytesOut, 0);
-  env["bytes-in"] = ull2str(bytesIn);
-  env["bytes-out"] = ull2str(bytesOut);
-  env["bytes-in-nice"] = getNiceBytes(bytesIn);
-  env["bytes-out-nice"] = getNiceBytes(bytesOut);
-  env["packets-in"] = ull2str(reply.get_u64(kPacketsIn, 0));
-  env["packets-out"] = ull2str(reply.get_u64(kPacketsOut, 0));
-  setLimitVars(env["limit-bytes-in"], env["remain-bytes-in"], reply.get_u64(kLimitBytesIn, 0),
-               bytesIn);
-  setLimitVars(env["limit-bytes-out"], env["remain-bytes-out"], reply.get_u64(kLimitBytesOut, 0),
-               bytesOut);
-  setLimitVars(env["limit-bytes-total"], env["remain-bytes-total"],
-               reply.get_u64(kLimitBytesTotal, 0), bytesOut + bytesIn);
+  const std::uint64_t limitIn = reply.get_u64(kLimitBytesIn, 0);
+  const std::uint64_t limitOut = reply.get_u64(kLimitBytesOut, 0);
+  const std::uint64_t limitTotal = reply.get_u64(kLimitBytesTotal, 0);
+
+  EnvWriter vars(env);
+  vars.set("bytes-in", ull2str(bytesIn));
+  vars.set("bytes-in-nice", getNiceBytes(bytesIn));
+  vars.set("bytes-out", ull2str(bytesOut));
+  vars.set("bytes-out-nice", getNiceBytes(bytesOut));
+  vars.set("limit-bytes-in", limitText(limitIn, limitIn));
+  vars.set("limit-bytes-out", limitText(limitOut, limitOut));
+  vars.set("limit-bytes-total", limitText(limitTotal, limitTotal));
+  vars.set("packets-in", ull2str(reply.get_u64(kPacketsIn, 0)));
+  vars.set("packets-out", ull2str(reply.get_u64(kPacketsOut, 0)));
+  vars.set("remain-bytes-in", limitText(limitIn, limitIn - bytesIn));
+  vars.set("remain-bytes-out", limitText(limitOut, limitOut - bytesOut));
+  vars.set("remain-bytes-total", limitText(limitTotal, limitTotal - bytesOut - bytesIn));
 }
 
 bool initChap(std::map<std::string, std::string>& env, std::string value) {
   const bool hasChallenge = value.size() > 1;
-  env["chap-id"] = hasChallenge ? bin2oct(value.substr(0, 1)) : std::string();
-  env["chap-challenge"] = hasChallenge ? bin2oct(value.substr(1)) : std::string();
+  EnvWriter vars(env);
+  vars.set("chap-challenge", hasChallenge ? bin2oct(value.substr(1)) : std::string());
+  vars.set("chap-id", hasChallenge ? bin2oct(value.substr(0, 1)) : std::string());
   return hasChallenge;
 }

@@ -3,6 +3,7 @@
 #include "host/address.h"
 #include "servlet/hs_conn.h"
 #include "template/format.h"
+#include "vars/env_writer.h"
 
 namespace {
 
@@ -19,13 +20,15 @@ std::string HsConn::initServerName(const nv::message& reply) {
   serverAddr = reply.get_be32(kServerAddress, 0);
   if (serverAddr == 0) serverAddr = req.localAddr;
   std::string address = IPAddr{serverAddr}.str();
+  EnvWriter vars(env);
+  vars.set("interface-name", reply.get_string(kInterfaceName, ""));
+  vars.set("location-id", reply.get_string(kLocationId, ""));
+  vars.set("location-name", reply.get_string(kLocationName, ""));
   // The scheme's port, whatever port the request arrived on, and written also when it is the
-  // default.
-  env["server-address"] = address + ':' + num2str(req.isSsl ? 443 : 80, "%u");
-  env["server-name"] = reply.get_string(kServerName, "");
-  env["interface-name"] = reply.get_string(kInterfaceName, "");
-  env["location-id"] = reply.get_string(kLocationId, "");
-  env["location-name"] = reply.get_string(kLocationName, "");
+  // default one.
+  vars.set("server-address", address + ':' + num2str(req.isSsl ? 443 : 80, "%u"));
+  vars.set("server-name", reply.get_string(kServerName, ""));
   std::string dnsName = reply.get_string(kDnsName, "");
-  return dnsName.empty() ? address : dnsName;
+  if (dnsName.empty()) return address;
+  return dnsName;
 }

@@ -5,11 +5,13 @@
 
 #include <ostream>
 #include <sstream>
+#include <utility>
 
 #include "servlet/debug_out.h"
 #include "servlet/hs_conn.h"
 #include "template/format.h"
 #include "vars/counter_vars.h"
+#include "vars/env_writer.h"
 #include "vars/yes_no.h"
 
 namespace {
@@ -55,36 +57,36 @@ std::string timeOrNothing(std::uint32_t seconds) {
 }  // namespace
 
 void HsConn::initSessionVars(const nv::message& reply, std::uint32_t state) {
-  env["blocked"] = yesNo(state == kStateBlocked);
-  env["advert-pending"] = yesNo(state > 1);
-
   // Unsigned 32-bit differences: a time that has passed already wraps and is shown so.
   std::uint32_t uptime = 0;
   if (reply.size_u32(kLoginTime) != 0) uptime = nv::getUptime() - reply.get_u32(kLoginTime, 0);
-  env["uptime"] = getTimeStr(uptime);
-  env["uptime-secs"] = num2str(uptime, "%u");
-
   std::uint32_t left = 0;
   if (reply.size_u32(kSessionEnd) != 0) left = reply.get_u32(kSessionEnd, 0) - nv::getUptime();
-  // Both pairs are the time left; the names are synonyms.
-  env["session-timeout-secs"] = env["session-time-left-secs"] = num2str(left, "%u");
-  env["session-timeout"] = env["session-time-left"] = timeOrNothing(left);
-
   const std::uint32_t idle = reply.get_u32(kIdleTimeout, 0);
-  env["idle-timeout-secs"] = num2str(idle, "%u");
-  env["idle-timeout"] = timeOrNothing(idle);
-
   // A session that ends sooner than the page would be refreshed: one second after its end.
   std::uint32_t refresh = reply.get_u32(kRefresh, 0);
   if (left > 0 && left < refresh) refresh = left + 1;
-  env["refresh-timeout-secs"] = num2str(refresh, "%u");
-  env["refresh-timeout"] = timeOrNothing(refresh);
 
-  env["login-by"] = reply.get_string(kLoginBy, "");
+  EnvWriter vars(env);
+  vars.set("advert-pending", yesNo(state > 1));
+  vars.set("blocked", yesNo(state == kStateBlocked));
+  vars.set("idle-timeout", timeOrNothing(idle));
+  vars.set("idle-timeout-secs", num2str(idle, "%u"));
+  vars.set("login-by", reply.get_string(kLoginBy, ""));
+  vars.set("refresh-timeout", timeOrNothing(refresh));
+  vars.set("refresh-timeout-secs", num2str(refresh, "%u"));
+  vars.set("session-id", getParam(params, "session-id", ""));
+  // Both pairs are the time left; the names are synonyms.
+  vars.set("session-time-left", timeOrNothing(left));
+  vars.set("session-time-left-secs", num2str(left, "%u"));
+  vars.set("session-timeout", timeOrNothing(left));
+  vars.set("session-timeout-secs", num2str(left, "%u"));
+  vars.set("uptime", getTimeStr(uptime));
+  vars.set("uptime-secs", num2str(uptime, "%u"));
+  vars.set("var", getParam(params, "var", ""));
+
   setCounterVars(env, reply);
   if (reply.size_field(kRadius) != 0) radius.bytes = reply.get_raw(kRadius, {});
-  env["session-id"] = getParam(params, "session-id", "");
-  env["var"] = getParam(params, "var", "");
 }
 
 std::uint32_t HsConn::initErrorVars(const char* name, const nv::message& reply) {
@@ -99,8 +101,9 @@ std::uint32_t HsConn::initErrorVars(const char* name, const nv::message& reply) 
       resp.reusable = false;
     }
   }
-  env["error-orig"] = text;
-  env["error-type"] = errorType(code);
+  EnvWriter vars(env);
+  vars.set("error-orig", text);
+  vars.set("error-type", errorType(code));
 
   // The manager's own message for the page may name page variables, "error-type" among them.
   text = reply.get_string(kPageMessage, text);
@@ -110,6 +113,6 @@ std::uint32_t HsConn::initErrorVars(const char* name, const nv::message& reply) 
     useEnv(text.data(), static_cast<unsigned>(text.size()), rendered, false);
     text = rendered.str();
   }
-  env["error"] = text;
+  vars.set("error", std::move(text));
   return code;
 }
