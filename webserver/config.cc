@@ -36,6 +36,9 @@ void declare(CLI::App& app, Config& config, std::vector<std::string>& listenText
   app.add_option("--server-names", config.serverNames, "host names that are this server's own");
   app.add_option("--html-dir", config.htmlDir,
                  "page directory while the manager cannot be asked for it");
+  app.add_option("--dns-name", config.dnsName,
+                 "host name of the portal, with a port that is not the usual one, for links while "
+                 "the manager cannot be asked for it");
   app.add_option("--mount", config.mount, "path below which the servlet answers")
       ->capture_default_str();
   app.add_option("--user", config.user, "user that the worker processes become");

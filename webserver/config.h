@@ -35,6 +35,7 @@ struct Config {
   std::string managerSocket = "/run/hotspot/manager.sock";
   std::vector<std::string> serverNames;
   std::string htmlDir;  // page directory while the manager cannot be asked for it; empty: none
+  std::string dnsName;  // the portal's name, with its port, for links meanwhile; empty: its address
   std::string mount = "/";
   std::string user;  // whom the workers become; empty: nobody else
 

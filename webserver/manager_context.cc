@@ -1,18 +1,24 @@
 #include "webserver/manager_context.h"
 
+#include <utility>
+
 namespace web {
 namespace {
 
-// The field of a reply that names the page directory.
+// The fields of a reply that name the page directory, and the portal in its links.
 constexpr std::uint32_t kHtmlDir = 0x2000044d;
+constexpr std::uint32_t kDnsName = 0x2000044e;
 
-// An error that is not the manager's own does not say where the pages are; the guest is to see the
-// error page all the same.
-void addHtmlDir(const std::string& dir, nv::message* reply) {
+// An error that is not the manager's own does not say where the pages are, and under which name the
+// portal is reached; the guest is to see the error page all the same, with links that lead back.
+void addPlaces(const Config& config, nv::message* reply) {
   unsigned code = 0;
-  if (dir.empty() || !nv::isError(*reply, &code, nullptr)) return;
+  if (!nv::isError(*reply, &code, nullptr)) return;
   if (code != kErrManagerUnreachable && code != kErrManagerSilent) return;
-  if (reply->size_field(kHtmlDir) == 0) reply->insert_string(kHtmlDir, dir);
+  for (const auto& [field, value] :
+       {std::pair(kHtmlDir, &config.htmlDir), std::pair(kDnsName, &config.dnsName)}) {
+    if (!value->empty() && reply->size_field(field) == 0) reply->insert_string(field, *value);
+  }
 }
 
 }  // namespace
@@ -26,7 +32,7 @@ nv::message ManagerContext::sendRequest(nv::message& request, unsigned timeoutMs
   nv::message reply =
       state_.manager.exchange(request, timeoutMs, [this] { return waiting_.stepAside(); });
   waiting_.leave();
-  addHtmlDir(state_.config.htmlDir, &reply);
+  addPlaces(state_.config, &reply);
   return reply;
 }
 

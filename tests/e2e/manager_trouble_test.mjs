@@ -8,7 +8,9 @@ import { intercepted, request } from "./http_client.mjs";
 import { eventually, Portal } from "./portal.mjs";
 
 let portal;
-before(async () => { portal = await Portal.start(); });
+// What the web server calls the portal meanwhile.
+const kAway = "wifi.example.net:8080";
+before(async () => { portal = await Portal.start({ web: { "dns-name": kAway } }); });
 after(() => portal?.stop());
 
 // The manager cannot name the page directory then; the web server's own setting does.
@@ -48,6 +50,7 @@ test("manager: while it is gone every request is answered at once, and all is we
     assertUnavailable(await request(portal.port, { client, path: "/logout" }), /Not logged out/);
     const status = await request(portal.port, { client, path: "/status" });
     assert.equal(status.status, 302);
+    assert.equal(status.headers.location, `http://${kAway}/login`);
     assert.equal((await request(portal.port, { client, method: "PUT", path: "/login" })).status, 503);
     assert.ok(Date.now() - start < 10000);
 

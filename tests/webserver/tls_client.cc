@@ -71,6 +71,13 @@ std::string TlsClient::serverName() const {
   return name;
 }
 
+bool TlsClient::askForNewKeys() const {
+  const int asked = SSL_version(ssl_) == TLS1_3_VERSION
+                        ? SSL_key_update(ssl_, SSL_KEY_UPDATE_REQUESTED)
+                        : SSL_renegotiate(ssl_);
+  return asked == 1 && SSL_do_handshake(ssl_) == 1;
+}
+
 bool TlsClient::send(const std::string& bytes) const {
   return SSL_write(ssl_, bytes.data(), static_cast<int>(bytes.size())) ==
          static_cast<int>(bytes.size());

@@ -40,6 +40,9 @@ class TlsClient {
   bool resumed() const;
   // Common name of the server's certificate.
   std::string serverName() const;
+  // Asks for new keys: a renegotiation in TLS 1.2, an update of the keys in 1.3. False when the
+  // server refuses.
+  bool askForNewKeys() const;
   bool send(const std::string& bytes) const;
   // All that comes until `end` was seen, the connection ends, or 20 s of silence.
   std::string readUntil(const std::string& end) const;

@@ -120,4 +120,15 @@ TEST_P(TlsServer, RubbishInPlaceOfAHandshakeHurtsNobody) {
   EXPECT_TRUE(silent.ended()) << "a handshake has the time of a header";
 }
 
+TEST_P(TlsServer, RenegotiationIsRefusedWhileKeysMayBeUpdated) {
+  TlsMemory memory(GetParam());
+  const TlsClient client(server_.port(0), memory);
+  ASSERT_TRUE(client.connected());
+  EXPECT_EQ(client.askForNewKeys(), GetParam() == 13);
+  EXPECT_EQ(bodyOf(TlsClient(server_.port(0), memory).fetch("/big?2")), "bb");
+  if (GetParam() == 13) {
+    EXPECT_EQ(bodyOf(client.fetch("/big?3")), "bbb");
+  }
+}
+
 }  // namespace
