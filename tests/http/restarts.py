@@ -292,7 +292,7 @@ def play_out(stack, directory, chosen, kills, count):
 def main():
     options = argparse.ArgumentParser()
     options.add_argument("--stops", type=int, default=60)
-    options.add_argument("--kills", type=int, default=60)
+    options.add_argument("--kills", type=int, default=25)
     options.add_argument("--seed", type=int, default=1)
     args = options.parse_args()
     chosen = random.Random(args.seed)
