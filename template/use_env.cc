@@ -49,6 +49,8 @@ class Renderer {
   // Reads the directive whose opener `*cursor` stands behind; false when the text is literal.
   bool read(const char** cursor, Directive* directive);
   bool isTrue(const Directive& directive);
+  // Makes `text_` the value of a name; false, and `text_` as it was, when the name is unknown.
+  bool lookUp(const std::string& name);
   void openBranch(std::uint32_t state, bool live);
   // Takes an elif, else or endif back to the level around; false when there is none.
   bool closeBranch(const Directive& directive);
@@ -65,9 +67,9 @@ class Renderer {
   bool live_ = false;  // what the current level renders is written
   LookAhead ahead_;
   std::vector<Level> outer_;
-  // Kept from directive to directive for their storage alone.
-  std::vector<std::string> words_;
+  std::vector<std::string> words_;  // kept from directive to directive for its storage alone
   std::string text_;
+  std::string lookedUp_;  // the name whose value `text_` is; empty for none
 };
 
 // Whether a backslash keeps the character at `at` from opening a directive; behind `start` there is
@@ -126,19 +128,26 @@ bool Renderer::read(const char** cursor, Directive* directive) {
   }
   // A reference to an unknown name is literal text; in a dropped branch nothing is looked up, and
   // every reference goes.
-  if (directive->kind == kCmdNone && live_ &&
-      !getVarVal(env_, radius_, *directive->name, &text_, esc_)) {
-    return false;
-  }
+  if (directive->kind == kCmdNone && live_ && !lookUp(*directive->name)) return false;
   *cursor = behind;
+  return true;
+}
+
+// Pages ask for a variable and then show it, or show it time and again.
+bool Renderer::lookUp(const std::string& name) {
+  if (name == lookedUp_) return true;
+  if (!getVarVal(env_, radius_, name, &text_, esc_)) return false;
+  lookedUp_ = name;
   return true;
 }
 
 // Nothing is evaluated in a dropped branch; what counts as the truth there is of no consequence.
 bool Renderer::isTrue(const Directive& directive) {
   if (!live_ || directive.name == nullptr) return directive.equal;
-  text_.clear();
-  getVarVal(env_, radius_, *directive.name, &text_, esc_);
+  if (!lookUp(*directive.name)) {
+    text_.clear();
+    lookedUp_.clear();
+  }
   if (directive.value == nullptr) return !text_.empty();
   return (text_ == *directive.value) == directive.equal;
 }

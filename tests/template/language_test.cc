@@ -259,6 +259,14 @@ TEST(TemplateCondition, UnknownNameHasNothingOfTheValueBeforeIt) {
                {"$(if x)$(x)$(if nosuch)A$(endif)$(endif)", "1"}});
 }
 
+TEST(TemplateCondition, NameHasItsOwnValueWhateverWasAskedForBeforeIt) {
+  expectWhole({{"$(if x)$(x)$(x)$(endif)$(x)", "111"},
+               {"$(x)$(nosuch)$(x)", "1$(nosuch)1"},
+               {"$(x)$(y)$(x)$(if y)A$(endif)$(x)", "111"},
+               {"$(x)$(if nosuch)A$(endif)$(x)$(if nosuch)A$(endif)$(nosuch)", "11$(nosuch)"},
+               {"$(x)$(if nosuch == '1')A$(elif nosuch)B$(elif x)C$(endif)", "1C"}});
+}
+
 TEST(TemplateCondition, OnePairOfEnclosingQuotesGoes) {
   expectWhole({{"$(if x == '1')A$(endif)", "A"},
                {"$(if x == \"1\")A$(endif)", "A"},
