@@ -13,6 +13,7 @@
 #include <set>
 
 #include "manager/admin_protocol.h"
+#include "manager/failures.h"
 #include "manager/peer_socket.h"
 #include "manager/portal_protocol.h"
 #include "tests/manager/process.h"
@@ -373,6 +374,8 @@ TEST(ManagerSettings, ComeFromTheFileAndAreChecked) {
       {"log-level = \"loud\"\n", "log-level"},
       {"guesses-per-minute = \"few\"\n", "guesses-per-minute"},
       {"guesses-per-minute = -1\n", "guesses-per-minute"},
+      {"max-sessions = 0\n", "max-sessions"},
+      {"max-sessions = 16777217\n", "max-sessions"},
       {"group = \"no-such-group\"\n", "no-such-group"},
       {"html-dir = \"pages\"\n", "html-dir"},
       {"socket = \n", "m.toml:1"},
@@ -405,6 +408,16 @@ TEST(ManagerHelp, NamesItsOptionsAndVersion) {
   const Finished version = runProgram({HOTSPOT_MANAGER_PATH, "--version"});
   EXPECT_EQ(version.status, 0);
   EXPECT_NE(version.out.find("hotspot-manager "), std::string::npos);
+}
+
+TEST(ManagerSettings, MaxSessionsLimitsWhoMayLogIn) {
+  ManagerProcess manager({"--max-sessions", "1"});
+  manager.start();
+  ASSERT_EQ(errorText(manager.askAdmin("user.add", R"({"name":"ann","password":"secret"})")), "");
+  ASSERT_EQ(errorText(manager.askAdmin("profile.set", R"({"name":"default","shared-users":0})")),
+            "");
+  EXPECT_EQ(errorText(manager.chapLogin("ann", "secret", kClient)), "");
+  EXPECT_EQ(errorText(manager.chapLogin("ann", "secret", kClient + 1)), manager::kFailFull.text);
 }
 
 }  // namespace
