@@ -74,11 +74,13 @@ class RunTest(unittest.TestCase):
             self.assertIn(word, result.stderr)
 
     def start(self):
-        """Starts it and waits for the portal; its process, and all those that it started."""
+        """Starts it and waits for the portal; its process, and all those that it started. SIGINT means what it means at
+        a terminal, also where the tests run in the background."""
         output = open(f"{self.directory.name}/output", "w+", encoding="utf-8")
         self.addCleanup(output.close)
         process = subprocess.Popen([SOURCES / "run", *self.mine()], stdin=subprocess.DEVNULL, stdout=output,
-                                   stderr=subprocess.STDOUT, start_new_session=True)
+                                   stderr=subprocess.STDOUT, start_new_session=True,
+                                   preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
         self.addCleanup(process.wait)
         self.addCleanup(process.terminate)
 
