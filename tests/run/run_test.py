@@ -50,6 +50,14 @@ def alive(pid):
         return False
 
 
+def command_of(pid):
+    """Nothing when it is gone: among what a script starts is what ends at once."""
+    try:
+        return Path(f"/proc/{pid}/cmdline").read_text(encoding="utf-8", errors="replace")
+    except (FileNotFoundError, ProcessLookupError):
+        return ""
+
+
 class RunTest(unittest.TestCase):
     def setUp(self):
         # Short: it holds sockets, whose paths are limited.
@@ -137,8 +145,7 @@ class RunTest(unittest.TestCase):
 
     def test_end_of_a_service_is_told_and_ends_the_other(self):
         process, started = self.start()
-        managers = [each for each in started
-                    if "hotspot-manager" in Path(f"/proc/{each}/cmdline").read_text(encoding="utf-8")]
+        managers = [each for each in started if "hotspot-manager" in command_of(each)]
         os.kill(managers[0], signal.SIGKILL)
         self.assertEqual(process.wait(PATIENCE_SECS), 1)
         self.assertIn("run: hotspot-manager was killed by SIGKILL", self.output())
