@@ -14,7 +14,7 @@ namespace {
 
 // What a page and all that it loads may weigh: the assistants of phones stop at about this size,
 // and whoever stands in front of a portal waits for it on the slowest of networks.
-constexpr std::uintmax_t kMostPageBytes = 128 * 1024;
+constexpr std::uintmax_t kMostPageBytes = std::uintmax_t{128} * 1024;
 
 std::string kibibytes(std::uintmax_t bytes) {
   return std::to_string((bytes + 1023) / 1024) + " KiB";

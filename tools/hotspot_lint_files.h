@@ -18,7 +18,7 @@ class CannotRead : public std::runtime_error {
 };
 
 // Texts above this size are not read.
-constexpr std::uintmax_t kMostTextBytes = 4 * 1024 * 1024;
+constexpr std::uintmax_t kMostTextBytes = std::uintmax_t{4} * 1024 * 1024;
 
 // Every file of the directory and its sub-directories, in order of the names' bytes. Names that
 // begin with a dot are left out; symbolic links are followed, but not in circles. What is no

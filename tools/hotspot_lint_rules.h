@@ -4,11 +4,11 @@
 #ifndef TOOLS_HOTSPOT_LINT_RULES_H_
 #define TOOLS_HOTSPOT_LINT_RULES_H_
 
-#include <compare>
 #include <cstddef>
 #include <span>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 namespace lint {
 
@@ -64,7 +64,11 @@ struct Finding {
   Severity severity = Severity::kError;
   std::string message;  // what and what to do
 
-  auto operator<=>(const Finding&) const = default;
+  // In order of the places, then of the rules.
+  friend bool operator<(const Finding& a, const Finding& b) {
+    return std::tie(a.file, a.line, a.column, a.rule, a.message) <
+           std::tie(b.file, b.line, b.column, b.rule, b.message);
+  }
 };
 
 }  // namespace lint

@@ -102,7 +102,20 @@ class ValueCheck {
     }
     const bool isForScripts = attribute.name.starts_with("data-") || isScript(attribute);
     if (isForScripts || (isUrl(tag, attribute) && !isWhole)) return "write " + escaped;
-    return "put " + escaped + " into a data- attribute and let a script take it apart";
+    return elsewhere(tag);
+  }
+
+  // Where a value can stand instead that this attribute of the tag cannot hold.
+  std::string elsewhere(const Tag& tag) const {
+    const std::string escaped = "$(" + name() + "-esc)";
+    const Attribute* const field = tag.find("name");
+    const Attribute* const type = tag.find("type");
+    if (tag.name == "input" && field != nullptr && type != nullptr &&
+        lowered(type->value) == "hidden") {
+      return "take the field away and put \"" + shown(field->value) + "=" + escaped +
+             "\" into the query of the form's address";
+    }
+    return "put \"" + escaped + "\" into a data- attribute and let a script take it apart";
   }
 
   static bool isScript(const Attribute& attribute) {
@@ -157,8 +170,8 @@ class ValueCheck {
       return;
     }
     misread("is not unescaped in \"" + shown(attribute.name) + "\"" +
-            (attribute.name == "value" ? ", and is sent or shown with its escapes" : "") +
-            "; put it into a data- attribute and let a script take it apart");
+            (attribute.name == "value" ? ", and is sent or shown with its escapes" : "") + "; " +
+            elsewhere(tag));
   }
 
   // Whether nothing of the address stands in front of the value.

@@ -172,6 +172,8 @@ TEST(Checks, ValuesAndWhereTheyStand) {
 TEST(Checks, RemedyFitsThePlace) {
   const std::vector<std::pair<const char*, const char*>> cases = {
       {"<input value=\"$(username)\">", "put \"$(username-esc)\" into a data- attribute"},
+      {"<input type=hidden name=dst value=\"$(link-orig)\">",
+       "put \"dst=$(link-orig-esc)\" into the query of the form's address"},
       {"<p data-a=\"$(username)\">", "write \"$(username-esc)\""},
       {"<a href=\"login?dst=$(link-orig)\">", "write \"$(link-orig-esc)\""},
       {"<a href=\"$(link-orig)\">", "put \"$(link-orig-esc)\" into a data- attribute"},
