@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Each call of the web server fails in turn: the Nth of a kind, for all N, once and several times in a row.
 
-failing_calls.py [--most N] [--seed S] [--call KIND]: with --most no more than so many places are tried for each
-request and kind of call, with one error each, all chosen by the seed.
+failing_calls.py [--most N] [--some N] [--seed S] [--call KIND]: with --most no more than so many places are tried for
+each request and kind of call, with --some no more than so many requests for each kind of call, chosen by the seed.
 
 A visit is made of requests that take every way through the server. Whatever fails in it, each request ends soon
 with its answer, a whole answer that tells of trouble, or without a byte; the next visit is right; no descriptor,
@@ -320,16 +320,20 @@ class Subject:
             self.problems.append(f"{when}: {used:.2f} s of processor in 0.4 s of idleness")
 
 
-def sweep(subject, call, errors, most, chosen):
-    """The places at which a call of that kind can fail; returns how many there were."""
-    tried = 0
-    for what in REQUESTS:
+def sweep(subject, call, errors, most, some, chosen):
+    """The places at which a call of that kind can fail, in so many of the requests that make it; returns how many
+    there were."""
+    tried = met = 0
+    for what in chosen.sample(list(REQUESTS), len(REQUESTS)):
         places = list(itertools.product(range(1, subject.calls(what, call) + 1), errors, (1, 4)))
         if len(places) > most:
             places = chosen.sample(places, most)
         for first, error, count in places:
             subject.attempt(what, call, error, first, count)
         tried += len(places)
+        met += bool(places)
+        if met == some:
+            break
     subject.check_right(f"after {call}")
     subject.check_idle(call)
     return tried
@@ -422,6 +426,7 @@ def live_all(subject, most, chosen):
 def main():
     options = argparse.ArgumentParser()
     options.add_argument("--most", type=int, default=FOREVER)
+    options.add_argument("--some", type=int, default=len(REQUESTS))
     options.add_argument("--seed", type=int, default=1)
     options.add_argument("--call", default="")
     args = options.parse_args()
@@ -431,7 +436,7 @@ def main():
         for call, errors in CALLS.items():
             if args.call in ("", call):
                 begun = time.monotonic()
-                tried = sweep(subject, call, errors, args.most, chosen)
+                tried = sweep(subject, call, errors, args.most, args.some, chosen)
                 print(f"{call:<16} {tried:6} places, {subject.ended} workers ended, "
                       f"{time.monotonic() - begun:.0f} s", flush=True)
         if args.call in ("", "persistent"):
