@@ -81,7 +81,8 @@ class DirectoryCheck {
             "is not there: \"" + directory + fileOf(page.fallback) +
                 "\" is shown in its place, not the page directory's \"" + file + "\"");
       } else if (has(file)) {
-        fromTop += (fromTop.empty() ? "" : ", ") + file;
+        if (!fromTop.empty()) fromTop += ", ";
+        fromTop += file;
       }
     }
     if (fromTop.empty()) return;
