@@ -46,7 +46,8 @@ enum class Rule {
   kUnreadable,
 };
 
-struct RuleInfo {
+// In the order in which the table is read.
+struct RuleInfo {  // NOLINT(clang-analyzer-optin.performance.Padding)
   Rule rule;
   std::string_view id;  // as users see it
   Severity severity;    // the usual one
