@@ -5,6 +5,9 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR mips)
 set(CMAKE_C_COMPILER mips-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER mips-linux-gnu-g++)
+# There are routers of either kind of char; here it is signed.
+set(CMAKE_C_FLAGS_INIT -funsigned-char)
+set(CMAKE_CXX_FLAGS_INIT -funsigned-char)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-mips -L /usr/mips-linux-gnu)
 
 # Libraries that are headers alone serve every machine. They lie in /usr/include among this machine's own
