@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -69,6 +68,26 @@ std::vector<Json> requests() {
   return all;
 }
 
+// The first text with the form of a directive, in the letters that names and keywords have; empty
+// when there is none.
+std::string strayDirective(const std::string& body) {
+  for (std::size_t at = 0; at < body.size(); ++at) {
+    const bool isDollar = body.compare(at, 2, "$(") == 0;
+    if (!isDollar && body[at] != '%') continue;
+    const std::size_t start = at + (isDollar ? 2 : 1);
+    const std::size_t closer = body.find_first_of(")%", start);
+    if (closer == std::string::npos) continue;
+    const std::string inside = body.substr(start, closer - start);
+    const bool isName =
+        !inside.empty() && inside[0] != '-' &&
+        inside.find_first_not_of("abcdefghijklmnopqrstuvwxyz-") == std::string::npos;
+    if (isDollar || isName || inside.starts_with("if ") || inside.starts_with("elif ")) {
+      return body.substr(at, closer + 1 - at);
+    }
+  }
+  return {};
+}
+
 struct Rendered {
   std::size_t answers = 0;  // that were looked at
   std::string stray;        // the first directive that came out as it is written
@@ -87,16 +106,13 @@ Rendered renderAll(const fs::path& directory, const std::vector<Json>& replies) 
   const ScratchDir tmp;
   const Ended ended = runProgram({TEST_REPLAY, "--module", TEST_MODULE}, lines, tmp.path());
   EXPECT_EQ(ended.status, 0) << ended.err;
-  // The form of a directive, in the letters that names and keywords have.
-  const std::regex stray("\\$\\([^)%]*[)%]|%[a-z][a-z-]*[%)]|%(if|elif) [^%)]*[%)]");
   std::istringstream results(ended.out);
   Rendered rendered;
   for (std::string line; std::getline(results, line);) {
     const std::string body = Json::parse(line)["body"];
     if (body.empty()) continue;
     ++rendered.answers;
-    std::smatch match;
-    if (rendered.stray.empty() && std::regex_search(body, match, stray)) rendered.stray = match[0];
+    if (rendered.stray.empty()) rendered.stray = strayDirective(body);
   }
   return rendered;
 }
