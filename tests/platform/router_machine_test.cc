@@ -1,5 +1,6 @@
-// Whether the emulated router is a machine on which the width of the basic types, the byte order and
-// the sign of char differ from the usual ones: otherwise the tests that run there would show nothing.
+// Whether the emulated router is a machine on which the width of the basic types, the byte order
+// and the sign of char differ from the usual ones: otherwise the tests that run there would show
+// nothing.
 
 #include <gtest/gtest.h>
 
@@ -10,9 +11,7 @@
 
 namespace {
 
-TEST(RouterMachine, StoresTheHighestByteFirst) {
-  EXPECT_EQ(std::endian::native, std::endian::big);
-}
+TEST(RouterMachine, StoresTheHighestByteFirst) { EXPECT_EQ(std::endian::native, std::endian::big); }
 
 TEST(RouterMachine, HasLongSizeAndPointersOf32Bits) {
   EXPECT_EQ(sizeof(long), 4u);
