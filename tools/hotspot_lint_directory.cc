@@ -77,9 +77,10 @@ class DirectoryCheck {
               Severity::kNote);
         }
       } else if (has(file) && !page.fallback.empty() && own.contains(std::string(page.fallback))) {
-        add(directory + file, Rule::kFallback,
-            "is not there: \"" + directory + fileOf(page.fallback) +
-                "\" is shown in its place, not the page directory's \"" + file + "\"");
+        std::string text = "is not there: \"";
+        text.append(directory).append(fileOf(page.fallback));
+        text.append("\" is shown in its place, not the page directory's \"").append(file) += '"';
+        add(directory + file, Rule::kFallback, text);
       } else if (has(file)) {
         if (!fromTop.empty()) fromTop += ", ";
         fromTop += file;
