@@ -183,8 +183,8 @@ bool Connection::answered() {
 }
 
 // The module may close its descriptor of the connection, at a time when other threads open others:
-// what it gets is a duplicate that nothing else depends on.
-// False when there is no descriptor to be had: what the module closed could not be told.
+// what it gets is a duplicate that nothing else depends on. False when there is no descriptor to be
+// had: what the module closed could not be told.
 bool Connection::handOutSocket() {
   if (moduleSocket_ < 0) moduleSocket_ = fcntl(socket_, F_DUPFD_CLOEXEC, 0);
   job_->request->socket = moduleSocket_;

@@ -13,9 +13,9 @@ void startLogging(const std::string& level);
 void logDebug(const std::string& text);
 void logInfo(const std::string& text);
 void logWarning(const std::string& text);
+void logError(const std::string& text);
 // "WHAT: WHY" as an error. Never throws: a line is lost when there is no memory for it.
 void logFailure(const char* what, const char* why) noexcept;
-void logError(const std::string& text);
 
 }  // namespace web
 

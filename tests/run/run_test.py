@@ -149,6 +149,7 @@ class RunTest(unittest.TestCase):
         os.kill(managers[0], signal.SIGKILL)
         self.assertEqual(process.wait(PATIENCE_SECS), 1)
         self.assertIn("run: hotspot-manager was killed by SIGKILL", self.output())
+        self.assertNotRegex(self.output(), r"run: line \d")
         self.check_nothing_left(started)
 
     def test_killed_itself_it_takes_along_what_it_started(self):
