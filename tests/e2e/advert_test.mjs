@@ -19,7 +19,7 @@ after(() => portal?.stop());
 
 const client = "127.0.6.1";
 const get = (path) => request(portal.port, { client, path });
-const pending = async () => (await get("/status")).body.includes("See the sponsor's page");
+const pending = async () => (await get("/status")).body.includes("See the sponsor’s page");
 
 test("advertisement: the cycle of due, held back, shown and due again", async () => {
   await logIn(portal, client);
@@ -30,8 +30,8 @@ test("advertisement: the cycle of due, held back, shown and due again", async ()
   assert.equal(held.status, 200);
   assert.match(held.body, /<h1>Please look at this first<\/h1>/);
   const leads = `${portal.url}advert?dst=${urlEscape("http://www.example.com/news")}`;
-  assert.ok(held.body.includes(`("${urlEscape(leads)}")`), held.body);
-  assert.ok(held.body.includes(`<noscript><p><a href="${leads}">`), held.body);
+  assert.ok(held.body.includes(`data-to="${urlEscape(leads)}"`), held.body);
+  assert.ok(held.body.includes(`<noscript><p><a class="button" href="${leads}">`), held.body);
 
   const shown = await get(`/advert?dst=${urlEscape("http://www.example.com/news")}`);
   assert.equal(shown.status, 200);
@@ -61,15 +61,15 @@ test("advertisement: a client without a session is led to the login page", async
   const answer = await request(portal.port, { client: "127.0.6.2", path: "/advert" });
   assert.equal(answer.status, 200);
   assert.match(answer.body, /<h1>Please log in<\/h1>/);
-  assert.match(answer.body, /<meta http-equiv="refresh" content="0; url=login\?dst=">/);
+  assert.match(answer.body, /<meta http-equiv="refresh" content="0; url=login">/);
 });
 
 test("after-login page: the flagged listener leads to it, and it shows the way on", async () => {
   const flagged = await intercepted(portal.afterLoginPort, "www.example.com", { client, path: "/x" });
   assert.equal(flagged.status, 200);
   const leads = `${portal.url}alogin?dst=${urlEscape("http://www.example.com/x")}`;
-  assert.ok(flagged.body.includes(`("${urlEscape(leads)}")`), flagged.body);
+  assert.ok(flagged.body.includes(`data-to="${urlEscape(leads)}"`), flagged.body);
   const page = await get(`/alogin?dst=${urlEscape("http://www.example.com/x")}`);
   assert.match(page.body, /<h1>You are logged in<\/h1>/);
-  assert.ok(page.body.includes(`("${urlEscape("http://www.example.com/x")}")`));
+  assert.ok(page.body.includes(`data-to="${urlEscape("http://www.example.com/x")}"`));
 });

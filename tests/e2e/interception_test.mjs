@@ -88,8 +88,8 @@ test("interception: the optional pages stand in for the redirect where the owner
       const held = await intercepted(other.port, "www.example.com", { method, path: "/news" });
       assert.equal(held.status, 200);
       assert.match(held.body, /<h1>Please log in<\/h1>/);
-      assert.ok(held.body.includes(`("${urlEscape(leads)}")`), held.body);
-      assert.ok(held.body.includes(`<noscript><p><a href="${leads}">`), held.body);
+      assert.ok(held.body.includes(`data-to="${urlEscape(leads)}"`), held.body);
+      assert.ok(held.body.includes(`<noscript><p><a class="button" href="${leads}">`), held.body);
     }
     const status = await request(other.port, { path: "/status" });
     assert.equal(status.status, 200);
@@ -116,7 +116,7 @@ test("interception: a client that is logged in sees the after-login page", async
   const answer = await intercepted(portal.port, "www.example.com", { client, path: "/news" });
   assert.equal(answer.status, 200);
   assert.match(answer.body, /<h1>You are logged in<\/h1>/);
-  assert.ok(answer.body.includes('("http%3A%2F%2Fwww.example.com%2Fnews")'), answer.body);
+  assert.ok(answer.body.includes('data-to="http%3A%2F%2Fwww.example.com%2Fnews"'), answer.body);
 });
 
 test("interception: a client that is logged in and asks for the root is led to its session", async () => {

@@ -31,8 +31,8 @@ export function chapAnswer(loginForm, password) {
     .digest("hex");
 }
 
-// The text of the first element with this id.
+// The text of the first element with this id, without its tags.
 export function textOf(page, id) {
-  const found = page.match(new RegExp(`<[^>]*\\sid="${id}"[^>]*>([^<]*)<`));
-  return found === null ? undefined : found[1];
+  const found = page.match(new RegExp(`<(\\w+)[^>]*\\sid="${id}"[^>]*>([\\s\\S]*?)</\\1>`));
+  return found === null ? undefined : found[2].replace(/<[^>]*>/g, "").trim();
 }

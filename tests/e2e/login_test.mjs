@@ -30,8 +30,8 @@ test("login: CHAP over HTTP, and the session is there", async () => {
   assert.match(answer.headers["set-cookie"][0], /^loginID=[1-9]\d*; expires=[^;]* GMT; path=\/login$/);
   const status = await request(portal.port, { client, path: "/status" });
   assert.equal(status.status, 200);
-  assert.ok(status.body.includes("<dd>guest</dd>"));
-  assert.ok(status.body.includes(`<dd>${client}</dd>`));
+  assert.equal(textOf(status.body, "user"), "guest");
+  assert.ok(status.body.includes(`<dd><bdi>${client}</bdi></dd>`));
   assert.match(textOf(status.body, "uptime"), /^\d+s$/);
 });
 
@@ -110,7 +110,7 @@ test("login: over HTTPS there is no challenge and the password goes as it is", a
   const loginForm = readLoginForm(page.body);
   assert.equal(loginForm.chapId.length, 0);
   assert.equal(loginForm.chapChallenge.length, 0);
-  assert.doesNotMatch(page.body, /<button type="submit" disabled>/);
+  assert.doesNotMatch(page.body, /<button[^>]* disabled>/);
   const send = (password) => request(portal.tlsPort, {
     tls: true, client, method: "POST", path: `/${loginForm.action}`,
     body: form({ username: user.name, password }),
@@ -122,19 +122,20 @@ test("login: over HTTPS there is no challenge and the password goes as it is", a
 
 test("login: the button waits for the script where only CHAP will do", async () => {
   const page = await request(portal.port, { client: newClient(), path: "/login" });
-  assert.match(page.body, /<noscript>.*JavaScript.*<\/noscript>\s*<button type="submit" disabled>/);
+  assert.match(page.body, /<noscript>[^]*?JavaScript[^]*?<\/noscript>\s*<button class="scripted" type="submit" disabled>/);
+  assert.doesNotMatch(page.body, /<button type="submit">Log in/);
 });
 
 test("login: the address first asked for is where the client goes on to", async () => {
   const path = "/login?dst=http%3A%2F%2Fwww.example.com%2Fa%3Fb%3D1%26c%3D2";
   const { answer } = await logIn(portal, newClient(), path);
-  assert.ok(answer.body.includes("<p>http://www.example.com/a?b=1&amp;c=2</p>"), answer.body);
-  assert.ok(answer.body.includes('("http%3A%2F%2Fwww.example.com%2Fa%3Fb%3D1%26c%3D2")'));
+  assert.ok(answer.body.includes(">http://www.example.com/a?b=1&amp;c=2</p>"), answer.body);
+  assert.ok(answer.body.includes('data-to="http%3A%2F%2Fwww.example.com%2Fa%3Fb%3D1%26c%3D2"'));
 });
 
 test("login: without an address the client goes on to its status", async () => {
   const { answer } = await logIn(portal, newClient());
-  assert.ok(answer.body.includes(`<p>${portal.url}status</p>`), answer.body);
+  assert.ok(answer.body.includes(`>${portal.url}status</p>`), answer.body);
 });
 
 test("login: a second login of a client that is logged in shows the after-login page", async () => {
@@ -165,7 +166,8 @@ test("login: no more sessions of a user than the profile allows", async () => {
     const refused = await sendLogin(portal, other, await openLogin(portal, other));
     assertRefused(refused);
     // The manager's sentence names a variable, which is filled in.
-    assert.match(textOf(refused.body, "error"), /^guest is logged in already/);
+    assert.match(textOf(refused.body, "error"), /^This account is in use/);
+    assert.match(refused.body, /<q dir="auto">guest is logged in already/);
     await request(portal.port, { client, path: "/logout" });
     await logIn(portal, other);
   } finally {
@@ -193,7 +195,7 @@ test("login: a trial is offered no box to be remembered by", async () => {
   const client = newClient();
   await request(portal.port, { client, method: "POST", path: "/login", body: form({ username: "trial" }) });
   const { body } = await request(portal.port, { client, path: "/status" });
-  assert.match(body, /<dd>trial<\/dd>/);
+  assert.equal(textOf(body, "user"), "Free trial");
   assert.doesNotMatch(body, /checkbox/);
 });
 
