@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <string_view>
 #include <vector>
 
 #include "fuzz/check.h"
@@ -40,9 +41,13 @@ std::vector<std::string> pageVariables() {
 
 struct Pages {
   Pages() : path(dir.path() + "pages/") {
-    for (const fs::directory_entry& entry : fs::directory_iterator(HOTSPOT_SOURCES "/pages")) {
-      if (entry.is_regular_file()) {
-        dir.write("pages/" + entry.path().filename().string(), contentOf(entry.path()));
+    // Pages as they ship: the corpus of the template engine has them.
+    constexpr std::string_view kPrefix = "page_";
+    for (const fs::directory_entry& entry :
+         fs::directory_iterator(HOTSPOT_SOURCES "/fuzz/corpus/template")) {
+      const std::string name = entry.path().filename().string();
+      if (name.starts_with(kPrefix)) {
+        dir.write("pages/" + name.substr(kPrefix.size()), contentOf(entry.path()));
       }
     }
     std::string every;

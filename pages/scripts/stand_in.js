@@ -23,14 +23,14 @@ function leadOn() {
     say.textContent = say.getAttribute("data-refused");
     return;
   }
-  if (portal && to.indexOf(portal) === 0 && to !== status) to = inOwnLanguage(to);
+  // Waiting, the page can be read; on the way to the portal itself there is nothing to read.
+  var wait = to === status ? 0 : Number(body.getAttribute("data-wait"));
+  if (portal && to.indexOf(portal) === 0) to = inOwnLanguage(to);
   var go = document.getElementById("go");
   go.href = to;
   go.hidden = false;
   // Met in the place of the very page that it leads to, this page stays: it would only meet itself.
   if (to === location.href) return;
-  // Waiting, the page can be read; on the way to the portal itself there is nothing to read.
-  var wait = to === status ? 0 : Number(body.getAttribute("data-wait"));
   setTimeout(function () {
     if (wait) location.assign(to);
     else location.replace(to);
