@@ -23,7 +23,7 @@ build=(
   libboost1.81-dev libssl-dev libcli11-dev libspdlog-dev libtomlplusplus-dev
   nlohmann-json3-dev libsqlite3-dev libcrypt-dev)
 test=(
-  libgtest-dev googletest chromium fonts-dejavu-core python3 binutils procps
+  libgtest-dev googletest chromium fonts-dejavu-core fonts-ipafont-gothic python3 binutils procps
   iproute2 nftables nginx-light lighttpd valgrind clang-format clang-tidy)
 router=(g++-mips-linux-gnu qemu-user)
 fuzz=(clang-22 libclang-rt-22-dev libgtest-dev googletest)

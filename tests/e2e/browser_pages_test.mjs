@@ -1,7 +1,7 @@
 // Every page in every state in a real browser, on a phone's width and a desk's, light and dark: it fits, it is
 // accessible, its policy lets its own scripts and styles run and nothing else is asked for. Screenshots go to
-// screenshots/ of the build tree. HOTSPOT_LONG=1: every state in every language, both ways; else English in both
-// ways and each language in one, with the states shared out.
+// screenshots/ of the build tree. HOTSPOT_LONG=1: every state in every language; else each page in some state, and
+// some pages in each language.
 
 import assert from "node:assert/strict";
 import fs from "node:fs";
@@ -79,23 +79,34 @@ async function checkAll(shown, language, { width, colorScheme, javaScriptEnabled
 
 const phone = { width: 320, colorScheme: "light" };
 const desk = { width: 1280, colorScheme: "dark" };
-const ways = [phone, desk, { width: 320, colorScheme: "dark" }, { width: 1280, colorScheme: "light" }];
+const others = [{ width: 320, colorScheme: "dark" }, { width: 1280, colorScheme: "light" }];
 
-for (const options of ways) {
-  const everyOther = (_, at) => isLong || options === phone || at % 4 === ways.indexOf(options) % 4;
-  test(`browser: the states of every page, ${options.width} pixels, ${options.colorScheme}`, () =>
-    checkAll(states.filter(everyOther), "en", options));
+// Each page in one of its states, which is another for each `turn`; in the long form all of them.
+function share(all, turn) {
+  if (isLong) return all;
+  const files = [...new Set(all.map(({ file }) => file))];
+  return files.map((file) => all.filter((state) => state.file === file))
+    .map((ofFile) => ofFile[turn % ofFile.length]);
+}
+
+for (const [turn, options] of [phone, desk].entries()) {
+  test(`browser: the pages, ${options.width} pixels, ${options.colorScheme}`, () =>
+    checkAll(share(states, turn), "en", options));
+}
+if (isLong) {
+  for (const options of others) {
+    test(`browser: the pages, ${options.width} pixels, ${options.colorScheme}`, () => checkAll(states, "en", options));
+  }
 }
 
 test("browser: the pages without JavaScript", () =>
-  checkAll(states.filter((_, at) => isLong || at % 3 === 0), "en", { ...phone, javaScriptEnabled: false }));
+  checkAll(share(states, 2), "en", { ...phone, javaScriptEnabled: false }));
 
 for (const [place, language] of languages.filter((code) => code !== "en").entries()) {
   test(`browser: the pages in ${language}`, async () => {
     const all = inLanguage(language);
-    // Each page in some state, each state in some language.
-    const seen = new Set();
-    const some = all.filter(({ file }, at) => isLong || !seen.has(file) && seen.add(file) || at % 6 === place);
+    // Of the short form each page is in some language.
+    const some = share(all, place).filter(({ file }, at) => isLong || ["login", "status"].includes(file) || at % 6 === place);
     await checkAll(some, language, place % 2 ? phone : desk);
     if (isLong) await checkAll(all, language, place % 2 ? desk : phone);
   });
