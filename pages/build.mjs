@@ -112,7 +112,7 @@ if (out === undefined || others.length > 0) {
 }
 try {
   const modules = path.resolve(process.env.HOTSPOT_NPM_DIR ?? sources, "package.json");
-  write(build(process.env.HOTSPOT_PAGE_SOURCES ?? sources, createRequire(modules)), out);
+  write(build(sources, createRequire(modules)), out);
 } catch (error) {
   const told = error.problems ??
     [error.code === "MODULE_NOT_FOUND" ? `${error.message.split("\n")[0]}; run npm ci` : error.message];
