@@ -61,7 +61,7 @@ function showTimes(elapsed) {
     if (step > 0) up = value;
     tell(place, duration, value);
   });
-  each("meter[data-time]", function (bar) {
+  each("progress[data-time]", function (bar) {
     bar.max = Math.max(1, up + left);
     fill(bar, left);
   });
@@ -72,7 +72,7 @@ function showBytes() {
   each("[data-bytes]", function (place) {
     tell(place, niceBytes, remaining(place.getAttribute("data-bytes"), 64));
   });
-  each("meter[data-live]", function (bar) {
+  each("progress[data-live]", function (bar) {
     fill(bar, remaining(bar.getAttribute("value"), 64));
   });
 }

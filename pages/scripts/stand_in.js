@@ -12,7 +12,8 @@ each("[data-portal]", function (link) {
 function inOwnLanguage(to) {
   var wanted = ((navigator.languages || [])[0] || navigator.language || "").toLowerCase().split("-")[0];
   var known = wanted !== document.documentElement.lang && document.querySelector("nav a[lang=" + JSON.stringify(wanted) + "]");
-  if (!known || /[?&]target=/.test(to)) return to;
+  // The language that was chosen is the directory of the portal's pages.
+  if (!known || status !== portal + "status") return to;
   return to + (to.indexOf("?") < 0 ? "?" : "&") + "target=" + wanted;
 }
 

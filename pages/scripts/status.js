@@ -37,7 +37,7 @@ function watchSession(main) {
       ["data-seconds", "data-bytes", "value", "max"].forEach(function (name) {
         if (values[i].hasAttribute(name)) places[i].setAttribute(name, values[i].getAttribute(name));
       });
-      if (places[i].localName !== "meter") write(places[i], values[i].textContent);
+      if (places[i].localName !== "progress") write(places[i], values[i].textContent);
     }
     return true;
   }
