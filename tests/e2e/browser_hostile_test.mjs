@@ -68,7 +68,9 @@ async function meet(shown) {
   page.on("console", (line) => { if (line.type() === "error") errors.push(line.text()); });
   page.on("dialog", (dialog) => { errors.push(`a dialog: ${dialog.message()}`); dialog.dismiss(); });
   for (const [at, state] of shown.entries()) {
-    const body = results[at].body.toString("latin1").replace(/<meta http-equiv="refresh"[^>]*>/, "");
+    const body = results[at].body.toString("latin1")
+      // Pages that lead on are looked at before they do.
+      .replace(/<meta http-equiv="refresh"[^>]*>/, "").replace('data-to="', 'data-wait="60" data-to="');
     current = { body: Buffer.from(body, "latin1") };
     strangers = [];
     errors = [];
