@@ -93,6 +93,21 @@ for (const typed of [voucher, ` ${voucher.toLowerCase()} `, "ab12 - cd34", "\uFF
   });
 }
 
+login("a voucher that is not right is there to be mended", {}, async (page) => {
+  await page.goto(`${portal.url}login`);
+  await page.getByText("I have a voucher").click();
+  await page.getByLabel("Voucher code").fill(`${voucher}x`);
+  await page.keyboard.press("Enter");
+  await heading(page, "Not logged in");
+  assert.equal(await page.getByLabel("User name").inputValue(), "");
+  assert.equal(await page.getByLabel("Voucher code").inputValue(), `${voucher}X`);
+  assert.equal(await page.evaluate(() => document.activeElement.id), "code");
+  await page.getByLabel("Voucher code").fill(voucher);
+  await page.keyboard.press("Enter");
+  await heading(page, "Your session");
+  portal.ctl(["session", "end", "--user", voucher]);
+});
+
 login("a voucher over HTTPS", {}, async (page, seen) => {
   await page.goto(`${secure()}login`);
   await page.getByText("I have a voucher").click();

@@ -163,3 +163,28 @@ test("browser: going back to the login page asks for a new challenge", () =>
     await enter(page, user.password);
     await heading(page, "Your session");
   }));
+
+test("browser: the session's page follows the session without being loaded anew", async () => {
+  portal.ctl(["profile", "set", "default", "--status-refresh", "5"]);
+  try {
+    await guests.visit({}, async (page) => {
+      await page.goto(`${portal.url}login`);
+      await enter(page, user.password);
+      await heading(page, "Your session");
+      await page.getByText("Idle time-out").click();
+      await page.locator("#idle").selectOption("900");
+      await page.evaluate(() => { globalThis.isTheSame = true; });
+      await page.getByRole("link", { name: "Refresh" }).click();
+      await page.getByText("Up to date.").waitFor();
+      assert.equal(await page.locator("progress").count(), 1);
+      assert.ok(await page.locator("progress").evaluate((bar) => bar.value > 0.9 * bar.max && bar.max <= 3600));
+      assert.equal(await page.locator("#idle").inputValue(), "900");
+      assert.equal(await page.evaluate(() => globalThis.isTheSame), true);
+      // Whoever is logged out by somebody else is led to the login page.
+      portal.ctl(["session", "end", "--user", user.name]);
+      await heading(page, "Log in");
+    });
+  } finally {
+    portal.ctl(["profile", "set", "default", "--status-refresh", "60"]);
+  }
+});
