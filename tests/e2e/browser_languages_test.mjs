@@ -3,7 +3,7 @@
 import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
 
-import { startGuests } from "./guests.mjs";
+import { holdBack, startGuests } from "./guests.mjs";
 import { languages } from "./page_states.mjs";
 import { urlEscape, user } from "./portal.mjs";
 
@@ -32,6 +32,7 @@ async function logIn(page) {
 for (const language of languages) {
   test(`browser language: ${language}, from the first page to the last`, () =>
     guests.visit({ locale: language, width: 320 }, async (page) => {
+      await holdBack(page);
       await page.goto(held);
       await page.locator(`html[lang=${language}]`).waitFor();
       const parameters = { dst: held, ...(language === "en" ? {} : { target: language }) };
@@ -106,6 +107,7 @@ test("browser language: the chooser keeps the page", () =>
       assert.deepEqual(parametersOf(page).target, language);
       assert.equal(parametersOf(page).dst ?? "", at === "/flogout.html" ? "" : wanted);
     };
+    await holdBack(page);
     await page.goto(`${portal.url}login?dst=${urlEscape(wanted)}`);
     await chosen("lv", "/login", "#username");
     await page.locator("#username").fill("nobody");

@@ -4,7 +4,7 @@ import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
 
 import { shoot } from "./browser.mjs";
-import { enter, heading, startGuests } from "./guests.mjs";
+import { enter, heading, holdBack, startGuests } from "./guests.mjs";
 import { eventually, sleep, urlEscape, user } from "./portal.mjs";
 
 const wanted = "http://www.example.com/news";
@@ -24,6 +24,7 @@ const visit = (options, action) => guests.visit(options, action);
 for (const [width, colorScheme] of [[320, "light"], [1280, "dark"]]) {
   test(`browser: from a held-back page through the login to the session, ${width} pixels`, () =>
     visit({ width, colorScheme }, async (page, seen) => {
+      await holdBack(page);
       await page.goto(wanted);
       await heading(page, "Log in");
       assert.ok(page.url().startsWith(`${portal.url}login?dst=`), page.url());
@@ -167,7 +168,7 @@ test("browser: going back to the login page asks for a new challenge", () =>
 test("browser: the session's page follows the session without being loaded anew", async () => {
   portal.ctl(["profile", "set", "default", "--status-refresh", "5"]);
   try {
-    await guests.visit({}, async (page) => {
+    await guests.visit({}, async (page, seen, window) => {
       await page.goto(`${portal.url}login`);
       await enter(page, user.password);
       await heading(page, "Your session");
@@ -180,7 +181,8 @@ test("browser: the session's page follows the session without being loaded anew"
       assert.ok(await page.locator("progress").evaluate((bar) => bar.value > 0.9 * bar.max && bar.max <= 3600));
       assert.equal(await page.locator("#idle").inputValue(), "900");
       assert.equal(await page.evaluate(() => globalThis.isTheSame), true);
-      // Whoever is logged out by somebody else is led to the login page.
+      // Whoever is logged out by somebody else is led to the login page; with the cookie it would log in again.
+      await window.clearCookies();
       portal.ctl(["session", "end", "--user", user.name]);
       await heading(page, "Log in");
     });

@@ -50,6 +50,12 @@ export async function startGuests(options, others = []) {
   return { portal, visit, stop };
 }
 
+// Pages that lead on after a moment stay for minutes, however long a test takes to look at them.
+export const holdBack = (page) => page.addInitScript(() => {
+  const later = window.setTimeout;
+  window.setTimeout = (action, ms, ...rest) => later(action, ms === 2000 ? 600000 : ms, ...rest);
+});
+
 export async function enter(page, password, name = user.name) {
   await page.getByLabel("User name").fill(name);
   await page.getByLabel("Password", { exact: true }).fill(password);
