@@ -43,7 +43,7 @@ export const states = [
   { file: "status", name: "status, nearly over", page: "status",
     reply: { ...session, loginAt: secondsAgo(3500), endsAt: secondsAhead(100), bytesOut: 93000000 } },
   { file: "status", name: "status without limits", page: "status",
-    reply: { ...session, endsAt: 0, limitTotal: 0, idleSecs: 0, refreshSecs: 0 } },
+    reply: { ...session, endsAt: undefined, limitTotal: 0, idleSecs: 0, refreshSecs: 0 } },
   { file: "status", name: "status past limits", page: "status",
     reply: { ...session, limitTotal: 64999999, limitIn: 4000000, limitOut: 60000000 } },
   { file: "status", name: "status, blocked", page: "status", reply: { ...session, state: 3 } },

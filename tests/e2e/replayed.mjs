@@ -34,6 +34,7 @@ function scenario(state) {
   const fields = { "0x2000044d": bytes(state.directory ?? pageDirectory) };
   for (const [name, value] of Object.entries({ dnsName: portalHost, ...reply })) {
     assert.ok(kFieldOf[name], name);
+    if (value === undefined) continue;
     fields[kFieldOf[name]] = typeof value === "string" && name !== "mac" ? bytes(value) : value;
   }
   const request = { method, ssl, connFlags: flags };
