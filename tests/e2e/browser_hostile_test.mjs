@@ -128,7 +128,7 @@ assert.ok(hostileTexts.length >= 100);
 const files = [...new Set(states.map(({ file }) => file))];
 const parts = 4;
 for (let part = 0; part < parts; part++) {
-  test(`browser hostile: nothing runs, nothing breaks out, part ${part + 1} of ${parts}`, async () => {
+  test(`browser hostile: nothing runs, nothing breaks out, ${part + 1} of ${parts}`, async () => {
     const shown = [];
     for (const [at, text] of hostileTexts.entries()) {
       if (at % parts !== part) continue;
