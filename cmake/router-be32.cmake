@@ -5,7 +5,7 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR mips)
 set(CMAKE_C_COMPILER mips-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER mips-linux-gnu-g++)
-# There are routers of either kind of char; here it is signed.
+# Char is signed where the other presets run. Routers have either kind, so here it is unsigned.
 set(CMAKE_C_FLAGS_INIT -funsigned-char)
 set(CMAKE_CXX_FLAGS_INIT -funsigned-char)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-mips -L /usr/mips-linux-gnu)

@@ -41,7 +41,8 @@ function prepare(form) {
   var username = form.elements.username;
   var button = form.querySelector("button");
   button.disabled = false;
-  if (username.hasAttribute("data-value")) username.value = decode(username.getAttribute("data-value"));
+  // What a guest has typed by now stays.
+  if (!username.value) username.value = decode(username.getAttribute("data-value"));
 
   form.addEventListener("submit", function (event) {
     var id = octalBytes(form.getAttribute("data-chap-id"));

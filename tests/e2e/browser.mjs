@@ -26,7 +26,7 @@ export async function openWindow(browser, { width = 1280, ...options } = {}) {
   const window = await browser.newContext({
     viewport: { width, height: width < 600 ? 640 : 800 }, ignoreHTTPSErrors: true, locale: "en", ...options,
   });
-  window.setDefaultTimeout(30000);
+  window.setDefaultTimeout(60000);
   return window;
 }
 

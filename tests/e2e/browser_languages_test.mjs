@@ -22,10 +22,11 @@ const languageOf = (page) => page.locator("html").getAttribute("lang");
 const choose = (page, language) => page.locator(`nav a[lang=${language}]`).click();
 const parametersOf = (page) => Object.fromEntries(new URL(page.url()).searchParams);
 
-// Logs in whatever the language is.
-async function logIn(page) {
+// Logs in whatever the language is. The scripts have run by then: they fill in the name of a login that failed.
+async function logIn(page, password = user.password) {
+  await page.waitForLoadState("load");
   await page.locator("#username").fill(user.name);
-  await page.locator("#password").fill(user.password);
+  await page.locator("#password").fill(password);
   await page.locator("#login button").click();
 }
 
@@ -44,9 +45,7 @@ for (const language of languages) {
         await page.locator(selector).first().waitFor();
         assert.equal(await languageOf(page), language, page.url());
       };
-      await page.locator("#username").fill(user.name);
-      await page.locator("#password").fill("wrong");
-      await page.locator("#login button").click();
+      await logIn(page, "wrong");
       await stays("#error strong");
       await logIn(page);
       await stays("#go[href]");
@@ -110,8 +109,7 @@ test("browser language: the chooser keeps the page", () =>
     await holdBack(page);
     await page.goto(`${portal.url}login?dst=${urlEscape(wanted)}`);
     await chosen("lv", "/login", "#username");
-    await page.locator("#username").fill("nobody");
-    await page.locator("#login button").click();
+    await logIn(page, "wrong");
     await page.locator("#error strong").waitFor();
     await chosen("ja", "/login", "#username");
     await logIn(page);

@@ -101,7 +101,7 @@ login("a voucher that is not right is there to be mended", {}, async (page) => {
   await heading(page, "Not logged in");
   assert.equal(await page.getByLabel("User name").inputValue(), "");
   assert.equal(await page.getByLabel("Voucher code").inputValue(), `${voucher}X`);
-  assert.equal(await page.evaluate(() => document.activeElement.id), "code");
+  await page.locator("#code:focus").waitFor();
   await page.getByLabel("Voucher code").fill(voucher);
   await page.keyboard.press("Enter");
   await heading(page, "Your session");
@@ -197,12 +197,14 @@ login("by keyboard alone, with the focus always to be seen", {}, async (page) =>
       isSeen: outlineStyle !== "none" && parseFloat(outlineWidth) >= 2 };
   });
   await page.goto(`${portal.url}login`);
+  await page.locator("#username:focus").waitFor();
   await page.keyboard.type(user.name);
   await page.keyboard.press("Tab");
   assert.deepEqual(await focused(), { isPage: false, what: "password", isSeen: true });
   await page.keyboard.type("wrong");
   await page.keyboard.press("Enter");
   await heading(page, "Not logged in");
+  await page.locator("#password:focus").waitFor();
   assert.deepEqual(await focused(), { isPage: false, what: "password", isSeen: true });
   await page.keyboard.type(user.password);
   await page.keyboard.press("Tab");

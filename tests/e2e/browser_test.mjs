@@ -29,14 +29,14 @@ for (const [width, colorScheme] of [[320, "light"], [1280, "dark"]]) {
       await heading(page, "Log in");
       assert.ok(page.url().startsWith(`${portal.url}login?dst=`), page.url());
       await page.getByText(wanted).waitFor();
-      assert.equal(await page.evaluate(() => document.activeElement.id), "username");
+      await page.locator("#username:focus").waitFor();
       await shoot(page, `login-${width}`);
 
       await enter(page, "wrong");
       await heading(page, "Not logged in");
       assert.notEqual(await page.getByRole("alert").textContent(), "");
       assert.equal(await page.getByLabel("User name").inputValue(), user.name);
-      assert.equal(await page.evaluate(() => document.activeElement.id), "password");
+      await page.locator("#password:focus").waitFor();
       await shoot(page, `wrong-password-${width}`);
 
       await enter(page, user.password);
