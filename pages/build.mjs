@@ -1,10 +1,10 @@
 // Builds the page directory: every layout of layout/ in every language of texts/, with style, scripts and the
 // MD5 library beside them.
 //
-//   node build.mjs OUT
+//   node build.mjs OUT [OPTIONAL]
 //
-// English is written to OUT itself, where the module falls back to, the others to a sub-directory each. Nothing is
-// written when a text is missing, unused or does not fit; the exit status is then 1. HOTSPOT_NPM_DIR names the
+// English is written to OUT itself, where the module falls back to, the others to a sub-directory each; OPTIONAL gets
+// the pages that are missing in OUT on purpose (README.md). Nothing is written when a text is missing, unused or does not fit; the exit status is then 1. HOTSPOT_NPM_DIR names the
 // directory that has node_modules/, when that is not this one.
 
 import fs from "node:fs";
@@ -15,9 +15,9 @@ import { fileURLToPath } from "node:url";
 import { Assets, withPolicy } from "./assets.mjs";
 import { kSource, readCatalogues, SourceError } from "./catalogue.mjs";
 
-const kPages = ["advert", "alogin", "error", "fadvert", "falogin", "flogin", "flogout", "fset", "login", "logout",
-  "radvert", "redirect", "rstatus", "set", "status"];
-// Pages whose absence makes the answer a redirect (README.md): for the owner to put in place.
+// Layouts that are parts of others. Every other one is a page.
+const kParts = ["base", "login_form", "macros", "wispr"];
+// Pages whose absence makes the answer a redirect: for the owner to put in place.
 const kOptional = ["fstatus", "rlogin"];
 
 const kLogins = ["account", "voucher", "trial"];
@@ -40,12 +40,14 @@ function readSettings(file) {
   return settings;
 }
 
-// All files by name.
+// All files by name: those of the page directory, and those for the owner to add.
 function build(sources, require) {
   const nunjucks = require("nunjucks");
   const { languages, unused } = readCatalogues(path.join(sources, "texts"), require("gettext-parser"));
   const assets = new Assets(sources);
   const settings = readSettings(path.join(sources, "settings.json"));
+  const pages = fs.readdirSync(path.join(sources, "layout")).filter((name) => name.endsWith(".njk"))
+    .map((name) => path.basename(name, ".njk")).filter((name) => !kParts.includes(name)).sort();
   const layouts = new nunjucks.Environment(new nunjucks.FileSystemLoader(path.join(sources, "layout")),
     { autoescape: false, throwOnUndefined: true, trimBlocks: true, lstripBlocks: true });
 
@@ -74,11 +76,12 @@ function build(sources, require) {
   };
 
   const files = new Map();
+  const optional = new Map();
   for (const language of languages) {
     const directory = language.code === kSource ? "" : `${language.code}/`;
-    for (const page of [...kPages, ...kOptional]) {
-      const name = `${kOptional.includes(page) ? "optional/" : ""}${directory}${page}.html`;
-      files.set(name, render(page, language, settings.logins));
+    for (const page of pages) {
+      const place = kOptional.includes(page) ? optional : files;
+      place.set(`${directory}${page}.html`, render(page, language, settings.logins));
     }
   }
   // A text that only another choice of settings shows is in use all the same.
@@ -91,7 +94,7 @@ function build(sources, require) {
   files.set("style.css", assets.style("base", "portal"));
   files.set("portal.js", assets.script("common", "portal", "status", "login"));
   files.set("md5.js", fs.readFileSync(require.resolve("js-md5/build/md5-lite.min.js"), "utf8"));
-  return files;
+  return { files, optional };
 }
 
 function write(files, out) {
@@ -105,14 +108,16 @@ function write(files, out) {
 }
 
 const sources = path.dirname(fileURLToPath(import.meta.url));
-const [out, ...others] = process.argv.slice(2);
+const [out, optionalOut, ...others] = process.argv.slice(2);
 if (out === undefined || others.length > 0) {
-  console.error("usage: node build.mjs OUT");
+  console.error("usage: node build.mjs OUT [OPTIONAL]");
   process.exit(2);
 }
 try {
   const modules = path.resolve(process.env.HOTSPOT_NPM_DIR ?? sources, "package.json");
-  write(build(sources, createRequire(modules)), out);
+  const { files, optional } = build(sources, createRequire(modules));
+  write(files, out);
+  if (optionalOut !== undefined) write(optional, optionalOut);
 } catch (error) {
   const told = error.problems ??
     [error.code === "MODULE_NOT_FOUND" ? `${error.message.split("\n")[0]}; run npm ci` : error.message];

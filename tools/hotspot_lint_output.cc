@@ -182,6 +182,7 @@ std::string variablesAsJson() {
   Json json = Json::array();
   for (const pages::PageVariable& variable : pages::pageVariables()) {
     json.push_back({{"name", variable.name},
+                    {"topic", pages::topicName(variable.topic)},
                     {"kind", kindName(variable.kind)},
                     {"influencedBy", originName(variable.origin)},
                     {"canBeEmpty", variable.canBeEmpty},

@@ -24,11 +24,15 @@ enum class ValueKind {
   kUrl,        // any text, meant to be an address
 };
 
+// What a variable is about.
+enum class Topic { kHotspot, kLinks, kSession, kTraffic, kErrors, kLogin };
+
 // Who can influence a value of any text.
 enum class Origin { kModule, kManager, kClient };
 
 struct PageVariable {
   std::string_view name;
+  Topic topic;
   ValueKind kind;
   Origin origin;
   bool canBeEmpty;
@@ -41,6 +45,9 @@ struct PageVariable {
 
 // In the order of the alphabet.
 std::span<const PageVariable> pageVariables();
+
+// "hotspot", "session": a word for tables and programs.
+std::string_view topicName(Topic topic);
 
 // Null when there is none of that name.
 const PageVariable* findVariable(std::string_view name);

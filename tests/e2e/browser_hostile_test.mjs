@@ -11,7 +11,7 @@ import { after, before, test } from "node:test";
 import { openWindow, startBrowser } from "./browser.mjs";
 import { hostileTexts } from "./hostile_texts.mjs";
 import { states } from "./page_states.mjs";
-import { addressOf, pageDirectory, portalHost, render } from "./replayed.mjs";
+import { addressOf, wholeDirectory, portalHost, render } from "./replayed.mjs";
 
 const isLong = process.env.HOTSPOT_LONG === "1";
 
@@ -57,7 +57,7 @@ async function meet(shown) {
       return route.fulfill({ contentType: "text/html", body: current.body });
     }
     if (types[path.extname(name)] && !name.includes("/")) {
-      return route.fulfill({ contentType: types[path.extname(name)], body: fs.readFileSync(path.join(pageDirectory, name)) });
+      return route.fulfill({ contentType: types[path.extname(name)], body: fs.readFileSync(path.join(wholeDirectory, name)) });
     }
     strangers.push(url.href);
     return route.abort();
@@ -101,7 +101,7 @@ async function meet(shown) {
 const known = new Map();
 function elementsOf(file) {
   if (!known.has(file)) {
-    const source = fs.readFileSync(path.join(pageDirectory, `${file}.html`), "utf8")
+    const source = fs.readFileSync(path.join(wholeDirectory, `${file}.html`), "utf8")
       .replace(/\$\(if [^)]*\)|\$\((?:elif [^)]*|else|endif)\)/g, " ");
     const names = new Set();
     for (const [, name] of source.replace(/<!--[^]*?-->/g, "").matchAll(/<([a-z][a-z0-9]*)/gi)) names.add(name.toLowerCase());

@@ -81,7 +81,7 @@ test("interception: the optional pages stand in for the redirect where the owner
   let other;
   try {
     fs.cpSync(path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/pages"), pages, { recursive: true });
-    fs.cpSync(path.join(pages, "optional"), pages, { recursive: true });
+    fs.cpSync(path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/optional-pages"), pages, { recursive: true });
     other = await Portal.start({ manager: { "html-dir": pages } });
     const leads = `${other.url}login?dst=${urlEscape("http://www.example.com/news")}`;
     for (const method of ["GET", "POST"]) {

@@ -1,6 +1,6 @@
 // Every page in every state that a guest can meet, as requests and the manager's replies to them.
 
-import { secondsAgo, secondsAhead } from "./replayed.mjs";
+import { secondsAgo, secondsAhead, wholeDirectory } from "./replayed.mjs";
 
 export const languages = ["en", "de", "fr", "es", "lv", "ar", "ja"];
 export const wanted = "http://www.example.com/news?a=1&b=2";
@@ -61,6 +61,11 @@ export const states = [
   ...["flogout", "fset", "fadvert", "falogin"].flatMap((file) => [3, 1, 0xfe0002].map((error) => ({
     file, name: `${file}, ${error}`, page: file.slice(1), parameters: dst, reply: place, error,
   }))),
+  { file: "fstatus", name: "fstatus", page: "status", reply: place, error: 3, directory: wholeDirectory },
+  { file: "fstatus", name: "fstatus, silent", page: "status", reply: place, error: 0xfe0002, directory: wholeDirectory },
+  { file: "rlogin", name: "rlogin", host: "www.example.com", path: "/news", reply: guest, directory: wholeDirectory },
+  { file: "rlogin", name: "rlogin that leads to HTTPS", host: "www.example.com", path: "/news",
+    reply: { ...guest, sslLogin: true }, directory: wholeDirectory },
   { file: "error", name: "error", page: "logo.png", reply: place, error: 0xfe0001 },
   { file: "error", name: "error in another site's place", host: "www.example.com", path: "/news", reply: place, error: 0xfe0002 },
 ];

@@ -10,7 +10,7 @@ import { after, before, test } from "node:test";
 import { fileURLToPath } from "node:url";
 
 const sources = path.join(path.dirname(fileURLToPath(import.meta.url)), "../../pages");
-const built = path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/pages");
+const built = path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot");
 
 let top;
 before(() => { top = fs.mkdtempSync(path.join(os.tmpdir(), "hotspot-pages-build-")); });
@@ -28,9 +28,9 @@ function build(edit) {
     fs.writeFileSync(name, changed);
   });
   const out = path.join(dir, "out");
-  const ran = spawnSync(process.execPath, [path.join(dir, "build.mjs"), out],
+  const ran = spawnSync(process.execPath, [path.join(dir, "build.mjs"), path.join(out, "pages"), path.join(out, "optional-pages")],
     { encoding: "utf8", env: { ...process.env, HOTSPOT_NPM_DIR: process.env.HOTSPOT_PAGES_NPM_DIR } });
-  const read = (name) => fs.readFileSync(path.join(out, name), "utf8");
+  const read = (name) => fs.readFileSync(path.join(out, "pages", name), "utf8");
   return { status: ran.status, told: ran.stderr.trim().replaceAll(`${dir}/`, ""), out, read };
 }
 
@@ -80,14 +80,16 @@ test("pages build: what is shipped is what the sources give", () => {
   assert.equal(result.told, "");
   const names = (dir) => fs.readdirSync(dir, { recursive: true }).filter((name) => path.extname(name)).sort();
   assert.deepEqual(names(result.out), names(built));
-  for (const name of names(built)) assert.equal(result.read(name), fs.readFileSync(path.join(built, name), "utf8"), name);
+  for (const name of names(built)) {
+    assert.equal(fs.readFileSync(path.join(result.out, name), "utf8"), fs.readFileSync(path.join(built, name), "utf8"), name);
+  }
 });
 
 test("pages build: one change of the layout is in every page of every language", () => {
   const result = build((edit) => edit("layout/base.njk", (text) => text.replace("<header>", "<header id=\"changed\">")));
   const pages = fs.readdirSync(result.out, { recursive: true }).filter((name) => name.endsWith(".html"));
   assert.equal(pages.length, 17 * 7);
-  for (const page of pages) assert.ok(result.read(page).includes("id=\"changed\""), page);
+  for (const page of pages) assert.ok(fs.readFileSync(path.join(result.out, page), "utf8").includes("id=\"changed\""), page);
 });
 
 test("pages build: a new language is one file", () => {
@@ -96,6 +98,14 @@ test("pages build: a new language is one file", () => {
   assert.equal(result.status, 0, result.told);
   assert.match(result.read("xx/login.html"), /<html lang="xx" dir="ltr"/);
   for (const page of ["login.html", "ja/status.html"]) assert.match(result.read(page), /target=xx">Other</);
+});
+
+test("pages build: a page of the owner's own is one layout", () => {
+  const result = build((edit) => edit("layout/house.njk", () => "{% extends \"base.njk\" %}\n" +
+    "{% block title %}{{ t('login.title') }}{% endblock %}\n{% block content %}<h1>House</h1>{% endblock %}\n"));
+  assert.equal(result.status, 0, result.told);
+  assert.match(result.read("house.html"), /<h1>House<\/h1>/);
+  assert.match(result.read("de/house.html"), /<html lang="de"[^]* href="house.html\?dst=\$\(link-orig-esc\)&amp;target=ja"/);
 });
 
 test("pages build: an owner of vouchers alone shows one field", () => {

@@ -46,7 +46,7 @@ const only = (name) => {
 };
 
 test("wispr: a held-back request and the login page tell where to log in", () => {
-  for (const name of ["held back", "login"]) {
+  for (const name of ["held back", "rlogin", "login"]) {
     const found = only(name);
     assert.equal(found.MessageType.trim(), "100");
     assert.equal(found.ResponseCode.trim(), "0");
@@ -92,7 +92,7 @@ test("wispr: logging off is answered with 150, or 255 when it failed", () => {
   assert.equal(only("flogout, 1").ResponseCode, "255");
 });
 
-const withXml = ["login", "flogin", "alogin", "redirect", "logout", "flogout"];
+const withXml = ["login", "rlogin", "flogin", "alogin", "redirect", "logout", "flogout"];
 
 test("wispr: every page has it or has none, in every language", () => {
   for (const target of languages) {

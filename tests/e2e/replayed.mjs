@@ -2,10 +2,18 @@
 
 import assert from "node:assert/strict";
 import { spawnSync } from "node:child_process";
+import fs from "node:fs";
+import os from "node:os";
 import path from "node:path";
 
 const build = process.env.HOTSPOT_BUILD_DIR;
 export const pageDirectory = path.join(build, "share/hotspot/pages/");
+// The same with the optional pages in place.
+export const wholeDirectory = `${fs.mkdtempSync(path.join(os.tmpdir(), "hotspot-pages-"))}/`;
+for (const name of ["pages", "optional-pages"]) {
+  fs.cpSync(path.join(build, "share/hotspot", name), wholeDirectory, { recursive: true });
+}
+process.on("exit", () => fs.rmSync(wholeDirectory, { recursive: true }));
 export const portalHost = "portal.example.net";
 
 // A scenario's strings have a character for each byte.
