@@ -15,6 +15,7 @@ Groups:
   clang   what a build with the newest clang needs beyond test
   coverage  what measuring coverage needs beyond test
   bench   what the measurements need beyond build
+  docs    what making the documents' pictures anew needs beyond test
 TEXT
 }
 
@@ -23,13 +24,14 @@ build=(
   libboost1.81-dev libssl-dev libcli11-dev libspdlog-dev libtomlplusplus-dev
   nlohmann-json3-dev libsqlite3-dev libcrypt-dev)
 test=(
-  libgtest-dev googletest chromium fonts-dejavu-core fonts-ipafont-gothic python3 binutils procps
+  libgtest-dev googletest patch chromium fonts-dejavu-core fonts-ipafont-gothic python3 binutils procps
   iproute2 nftables nginx-light lighttpd valgrind clang-format clang-tidy)
 router=(g++-mips-linux-gnu qemu-user)
 fuzz=(clang-22 libclang-rt-22-dev libgtest-dev googletest)
 clang=(clang-22)
 coverage=(gcovr)
 bench=(libbenchmark-dev libctemplate-dev nginx-light lighttpd wrk python3)
+docs=(webp)
 
 fail() {
   echo "install-deps.sh: $*" >&2
@@ -47,6 +49,7 @@ for group in "$@"; do
     clang) wanted+=("${clang[@]}") ;;
     coverage) wanted+=("${coverage[@]}") ;;
     bench) wanted+=("${bench[@]}") ;;
+    docs) wanted+=("${docs[@]}") ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install-deps.sh: no group \"$group\"" >&2; usage >&2; exit 2 ;;
   esac

@@ -7,7 +7,7 @@ import sys
 import urllib.parse
 
 ROOT = pathlib.Path(__file__).parents[2]
-LINK = re.compile(r"!?\[[^\]]*\]\(([^)\s]+)\)")
+LINK = re.compile(r"""!?\[[^\]]*\]\(([^)\s]+)\)|<img src="([^"]+)\"""")
 CODE = re.compile(r"```.*?```|`[^`\n]*`", re.S)
 
 
@@ -34,7 +34,7 @@ def problems():
     found = 0
     for file in documents():
         name = file.relative_to(ROOT)
-        for link in LINK.findall(without_code(file.read_text())):
+        for link in map("".join, LINK.findall(without_code(file.read_text()))):
             if re.match(r"[a-z]+:", link):
                 yield f"{name}: {link} leads out of the project"
                 continue
