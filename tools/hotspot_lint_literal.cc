@@ -88,7 +88,7 @@ class LiteralCheck {
 
   void run() const {
     if (attempt_.words.empty()) {
-      if (attempt_.isDollar && attempt_.hasCloser && !isCode()) add(Rule::kWordCount, "is empty");
+      if (attempt_.isDollar && attempt_.hasCloser && !isScript()) add(Rule::kWordCount, "is empty");
       return;
     }
     if (!isMeant()) return;
@@ -106,7 +106,8 @@ class LiteralCheck {
   }
 
  private:
-  bool isCode() const { return place_ == Place::kScript || place_ == Place::kStyle; }
+  bool isScript() const { return place_ == Place::kScript; }
+  bool isCode() const { return isScript() || place_ == Place::kStyle; }
 
   // Percent signs stand in running text; a mistake there is likelier the linter's.
   std::optional<Severity> usual() const {
@@ -121,7 +122,7 @@ class LiteralCheck {
     const bool isKeyword = !keywordMeant(first).empty();
     const bool isOneWord = attempt_.words.size() == 1 && attempt_.hasCloser;
     if (attempt_.isDollar) {
-      if (!isCode()) return true;
+      if (!isScript()) return true;
       // "$(...)" is a function call of scripts.
       return (isKeyword && attempt_.words.size() > 1) || first == "endif" || first == "else" ||
              (isOneWord && first.find('-') != std::string_view::npos && isNearName(first));

@@ -42,6 +42,8 @@ TEST(Checks, RunningTextIsNoDirective) {
        {"<p>%user-name%</p>", 1},
        {"<p>$(User_Name) $(USERNAME)</p>", 2},
        {"<script>$(link-statsu)</script>", 1},
+       {"<style>p { color: $(colour); }</style>", 1},
+       {"<style>p { width: 50%; height: 40%; }</style>", 0},
        {"<!-- $(nosuch) -->", 1}});
 }
 
