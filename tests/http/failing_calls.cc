@@ -4,7 +4,6 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <ifaddrs.h>
 #include <malloc.h>
 #include <poll.h>
 #include <pthread.h>
@@ -228,11 +227,6 @@ void* mmap64(void* address, size_t size, int protection, int flags, int fd,
              off64_t offset) noexcept {
   NEXT(mmap64);
   return fails("mmap") ? MAP_FAILED : pass(address, size, protection, flags, fd, offset);
-}
-
-int getifaddrs(ifaddrs** list) noexcept {
-  NEXT(getifaddrs);
-  return fails("getifaddrs") ? -1 : pass(list);
 }
 
 pid_t fork() noexcept {

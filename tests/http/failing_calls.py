@@ -72,13 +72,13 @@ PERSISTENT_CALLS = {"accept4": "EMFILE", "recv": "ENOMEM", "sendmsg": "ENOBUFS",
                     "connect": "EAGAIN", "poll": "ENOMEM", "ppoll": "ENOMEM", "epoll_ctl add": "ENOSPC",
                     "fcntl dup": "EMFILE", "open": "ENFILE", "mmap": "ENOMEM", "getsockname": "ENOBUFS",
                     "pthread_create": "EAGAIN", "fwrite": "ENOSPC", "malloc": "ENOMEM"}
-PERSISTENT = ("page", "interception", "late body", "TLS page")
+PERSISTENT = ("page", "interception", "late body", "TLS page", "slow manager")
 # And those of a life: from the start to the end.
 CALLS_OF_A_LIFE = {
     "socket": ["EMFILE"], "bind": ["EADDRINUSE", "EACCES"], "listen": ["EADDRINUSE"], "mmap": ["ENOMEM"],
     "fork": ["EAGAIN", "ENOMEM"], "epoll_create1": ["EMFILE"], "eventfd": ["ENFILE"], "timerfd_create": ["EMFILE"],
     "pipe": ["EMFILE"], "epoll_ctl add": ["ENOSPC"], "epoll_ctl mod": ["ENOMEM"], "fcntl dup": ["EMFILE"],
-    "open": ["EMFILE"], "getsockname": ["ENOBUFS"], "getifaddrs": ["ENOMEM"], "malloc": ["ENOMEM"],
+    "open": ["EMFILE"], "getsockname": ["ENOBUFS"], "malloc": ["ENOMEM"],
 }
 
 
@@ -222,7 +222,7 @@ class Subject:
         self.plan = Plan(directory / "plan")
         self.manager = servers.start_manager(stack, directory / "manager")
         (self.manager.pages / "large.bin").write_bytes(b"x" * LARGE_BYTES)
-        self.problems, self.ended, self.web = [], 0, None
+        self.problems, self.ended, self.failures, self.web = [], 0, 0, None
         self.start()
 
     def environment(self):
@@ -289,6 +289,7 @@ class Subject:
         self.plan.set(call, error, first, count, self.worker)
         came = self.ask(what)
         failed = self.plan.failed()
+        self.failures += failed
         self.plan.clear()
         if came == "hangs" or (came == "cut" and call not in BREAKING):
             self.problems.append(f"{when}: {came}")
@@ -324,6 +325,7 @@ def sweep(subject, call, errors, most, some, chosen):
     """The places at which a call of that kind can fail, in so many of the requests that make it; returns how many
     there were."""
     tried = met = 0
+    subject.failures = 0
     for what in chosen.sample(list(REQUESTS), len(REQUESTS)):
         places = list(itertools.product(range(1, subject.calls(what, call) + 1), errors, (1, 4)))
         if len(places) > most:
@@ -334,14 +336,18 @@ def sweep(subject, call, errors, most, some, chosen):
         met += bool(places)
         if met == some:
             break
+    if not subject.failures:
+        subject.problems.append(f"{call}: none failed in {tried} tries: nothing was shown")
     subject.check_right(f"after {call}")
     subject.check_idle(call)
     return tried
 
 
 def persist(subject, call, error):
-    """Fails every time for a while: the server does not keep a processor busy meanwhile, and serves again after it."""
+    """Fails every time for a while: the server does not keep a processor busy meanwhile, and serves again after it. Returns
+    whether anything failed: which way a reply is waited for is a matter of moments."""
     subject.start()
+    subject.begin(call)
     when = f"{call} {error} all the time"
     subject.plan.set(call, error, 1, FOREVER, subject.worker)
     asking = [threading.Thread(target=subject.ask, args=(what,)) for what in PERSISTENT]
@@ -351,6 +357,7 @@ def persist(subject, call, error):
     before = subject.processor_secs()
     time.sleep(0.4)
     used = subject.processor_secs() - before
+    failed = subject.plan.failed()
     subject.plan.clear()
     for each in asking:
         each.join()
@@ -359,6 +366,7 @@ def persist(subject, call, error):
     # The requests were played at once: each may have left a connection to the manager.
     subject.descriptors += len(PERSISTENT)
     subject.settle(when)
+    return failed > 0
 
 
 def live(subject, call, error, first):
@@ -413,13 +421,15 @@ def live_all(subject, most, chosen):
     subject.web = None
     lives = 0
     for call, errors in CALLS_OF_A_LIFE.items():
+        before = lives
         for error in errors:
             subject.plan.set(call, error, FOREVER, 1, 0)
             live(subject, call, error, FOREVER)
             places = list(range(1, subject.plan.seen() + 1))
             for first in chosen.sample(places, min(most, len(places))):
-                lives += 1
-                live(subject, call, error, first)
+                lives += live(subject, call, error, first)
+        if lives == before:
+            subject.problems.append(f"{call}: failed in no life: nothing was shown")
     return lives
 
 
@@ -441,7 +451,8 @@ def main():
                       f"{time.monotonic() - begun:.0f} s", flush=True)
         if args.call in ("", "persistent"):
             for call, error in PERSISTENT_CALLS.items():
-                persist(subject, call, error)
+                if not any(persist(subject, call, error) for _ in range(10)):
+                    subject.problems.append(f"{call} {error} all the time: none failed: nothing was shown")
             print(f"{len(PERSISTENT_CALLS)} kinds that failed for a while, {subject.ended} workers ended", flush=True)
         if args.call in ("", "life"):
             begun = time.monotonic()

@@ -68,6 +68,21 @@ TEST(FormatComparison, ParseNumberAgreesAroundPowersOfTwo) {
 TEST(FormatComparison, TimeStrAgrees) {
   std::mt19937 random(1);
   for (unsigned n = 0; n < 200000; ++n) ASSERT_EQ(getTimeStr(n), naive::getTimeStr(n));
+  // Around the powers of two, and around whole units at both ends.
+  for (unsigned bit = 0; bit < 32; ++bit) {
+    for (unsigned off = 0; off < 3; ++off) {
+      const unsigned n = (1u << bit) - 1 + off;
+      ASSERT_EQ(getTimeStr(n), naive::getTimeStr(n)) << n;
+    }
+  }
+  for (const unsigned unit : {60u, 3600u, 86400u}) {
+    for (const unsigned count : {1u, 2u, UINT32_MAX / unit}) {
+      for (unsigned off = 0; off < 3; ++off) {
+        const unsigned n = count * unit - 1 + off;
+        ASSERT_EQ(getTimeStr(n), naive::getTimeStr(n)) << n;
+      }
+    }
+  }
   for (int i = 0; i < 200000; ++i) {
     const unsigned n = static_cast<unsigned>(random());
     ASSERT_EQ(getTimeStr(n), naive::getTimeStr(n)) << n;
@@ -78,6 +93,12 @@ TEST(FormatComparison, TimeStrAgrees) {
 
 TEST(FormatComparison, DateTimeStrAgrees) {
   std::mt19937 random(2);
+  for (unsigned bit = 0; bit < 32; ++bit) {
+    for (unsigned off = 0; off < 3; ++off) {
+      const unsigned t = (1u << bit) - 1 + off;
+      ASSERT_EQ(getDateTimeStr(t), naive::getDateTimeStr(t)) << t;
+    }
+  }
   for (int i = 0; i < 50000; ++i) {
     const unsigned t = static_cast<unsigned>(random());
     ASSERT_EQ(getDateTimeStr(t), naive::getDateTimeStr(t)) << t;

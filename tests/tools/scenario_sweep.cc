@@ -62,6 +62,13 @@ int sweep(std::uint64_t seed, std::uint64_t count, std::ostream* results) {
       }
       if (results != nullptr) *results << maskDates(line) << '\n';
     }
+    // All scenarios are valid; a leak shows at the program's end.
+    if (ended.status != 0 || std::getline(out, line)) {
+      std::cerr << "hotspot-replay ended with status " << ended.status << ", the last line " << line
+                << '\n'
+                << ended.err;
+      return 2;
+    }
   }
   std::cout << count << " scenarios of seed " << seed << ", " << broken << " rules broken\n";
   return broken == 0 ? 0 : 1;
