@@ -343,7 +343,9 @@ def main():
             compare("Login page, a connection for each request", *sides, "/login",
                     "Connection: close")
         if "redirect" in args.what:
-            compare("Intercepted request, redirected", *sides, "/news", "Host: www.example.com")
+            # The portal ends the connection with each of them: nginx and lighttpd are asked to.
+            compare("Intercepted request, redirected, a connection for each", *sides, "/news",
+                    "Host: www.example.com", "Connection: close")
         if "memory" in args.what:
             memory({**references, "hotspot-web": portal})
     if "late" in args.what:

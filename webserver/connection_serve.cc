@@ -107,6 +107,7 @@ void Connection::compose() {
   if (parser.is_header_done()) {
     dropRestOfBody();
     to.keepAlive = parser.is_done() && parser.keepsAlive() && !worker_.stopping;
+    to.intercepted = job_->request->intercepted();
   }
   try {
     job_->response.compose(to);

@@ -42,6 +42,9 @@ class HttpRequest : public Request {
   // The path lies below the mount point, or the request is for another server.
   bool belowMount() const { return belowMount_; }
 
+  // The request was meant for another server, and the module is to hold it back.
+  bool intercepted() const { return foreignDst && (connFlags & kConnServeLocal) == 0; }
+
   bool getDstHost(std::string& host) const override;
   bool readPostData(std::string& body, unsigned int maxLen) const override;
   void initOrigDst() const override;

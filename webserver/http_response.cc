@@ -95,6 +95,18 @@ void HttpResponse::addModuleHeaders(Message& message) const {
   }
 }
 
+// One field: some of the programs that look for a portal read the first of several only.
+void HttpResponse::forbidStoring(Message& message) {
+  std::string directives;
+  const auto fields = message.equal_range(http::field::cache_control);
+  for (auto field = fields.first; field != fields.second; ++field) {
+    if (field->value().empty()) continue;
+    directives.append(field->value().data(), field->value().size());
+    directives += ", ";
+  }
+  message.set(http::field::cache_control, directives + "no-store");
+}
+
 void HttpResponse::compose(const AnswerTo& to) {
   // The stream swallowed an exception: some of the body is missing.
   if (body_.bad() || status_ < 200 || status_ > 999) replaceByError(500, "");
@@ -102,7 +114,7 @@ void HttpResponse::compose(const AnswerTo& to) {
   const BodyBuffer& body = body_.buffer();
   const bool noBody = hasNoBody(status_);
   bodySent_ = noBody || to.head ? 0 : body.size();
-  staysOpen_ = to.keepAlive && keepAlive && reusable;
+  staysOpen_ = to.keepAlive && !to.intercepted && keepAlive && reusable;
 
   Message& message = message_.emplace();
   message.version(11);
@@ -110,6 +122,7 @@ void HttpResponse::compose(const AnswerTo& to) {
   if (!reason_.empty()) message.reason(cleanHeaderText(reason_));
   message.set(http::field::date, boost::beast::string_view(httpDate(std::time(nullptr)).data()));
   addModuleHeaders(message);
+  if (to.intercepted) forbidStoring(message);
   if (!noBody) message.set(http::field::content_length, std::to_string(body.size()));
   if (!staysOpen_) {
     message.set(http::field::connection, "close");

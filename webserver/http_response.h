@@ -20,6 +20,10 @@ struct AnswerTo {
   bool head = false;  // none of the body is sent
   bool http11 = true;
   bool keepAlive = true;  // the client and the server are both willing
+  // The request was meant for another server. Its client must not take the answer for that
+  // server's: it may not keep it, nor send the next request for that server on this connection,
+  // where the firewall would no longer see it pass once the client is logged in.
+  bool intercepted = false;
 };
 
 // Life: start(), then the module's operations, then compose(), then write() until it is done. One
@@ -42,7 +46,8 @@ class HttpResponse : public Response {
 
   // Builds the message. Headers that are the server's own (Content-Length, Connection, Date,
   // Transfer-Encoding) replace the module's; names that are no tokens are dropped, values are
-  // cleaned. Throws std::bad_alloc.
+  // cleaned. An intercepted request's answer has "no-store" beside what the module says of caches.
+  // Throws std::bad_alloc.
   void compose(const AnswerTo& to);
 
   // Sends what the transport takes. kBytes: all of it has been sent.
@@ -60,6 +65,7 @@ class HttpResponse : public Response {
 
   void writeErrorPage(int status, const std::string& text);
   void addModuleHeaders(Message& message) const;
+  static void forbidStoring(Message& message);
 
   BodyStream body_;
   std::ostream nowhere_{nullptr};  // what is written after sendError

@@ -21,7 +21,8 @@ test("interception: a GET is redirected to the login page with 302", async () =>
   assert.equal(answer.status, 302);
   assert.equal(answer.reason, "Hotspot login required");
   assert.equal(answer.headers.location, loginLink("http://www.example.com/news"));
-  assert.equal(answer.headers["cache-control"], "no-cache");
+  assert.equal(answer.headers["cache-control"], "no-cache, no-store");
+  assert.equal(answer.headers.connection, "close");
   assert.equal(answer.headers["content-type"], "text/html");
   assert.match(answer.body, /<h1>One moment<\/h1>/);
 });

@@ -14,6 +14,8 @@ BUILD = Path(os.environ["HOTSPOT_BUILD_DIR"])
 NGINX = os.environ.get("HOTSPOT_NGINX", "nginx")
 LIGHTTPD = os.environ.get("HOTSPOT_LIGHTTPD", "lighttpd")
 SECRET = "this text lies outside of every page directory"
+SERVE_LOCAL = 0x10000000  # a listener's flag: whatever host a request names is this server
+
 
 def eventually(what, probe, within=20.0):
     end = time.monotonic() + within
@@ -96,10 +98,11 @@ def make_certificate(directory):
 
 
 class HotspotWeb(Program):
-    """hotspot-web with a module, on a plain port and one with TLS; `settings` are lines of its TOML file."""
+    """hotspot-web with a module, on a plain port and one with TLS; `settings` are lines of its TOML file, `flags`
+    those of both listeners."""
 
     def __init__(self, stack, directory, module, settings="", workers=2, address="127.0.0.1", ports=(0, 0),
-                 **environment):
+                 flags=0, **environment):
         directory.mkdir(exist_ok=True)
         self.access_log = directory / "access.log"
         self.address = address
@@ -114,9 +117,11 @@ workers = {workers}
 [[listen]]
 address = "{address}"
 port = {ports[0]}
+flags = {flags}
 [[listen]]
 address = "{address}"
 port = {ports[1]}
+flags = {flags}
 tls = true
 """)
         super().__init__(stack, directory, BUILD / "bin/hotspot-web", "--config", config, **environment)
@@ -188,8 +193,9 @@ def start_portal(stack, directory, settings):
 
 
 def start_seen(stack, directory, settings):
-    """hotspot-web with a module that tells what reached it."""
-    return HotspotWeb(stack, directory, os.environ["HOTSPOT_SEEN_SERVLET"], settings)
+    """hotspot-web with a module that tells what reached it. Every host is its own: it would end the connection
+    with a request for another's, and what follows shows where a request ended."""
+    return HotspotWeb(stack, directory, os.environ["HOTSPOT_SEEN_SERVLET"], settings, flags=SERVE_LOCAL)
 
 
 def make_pages(directory):

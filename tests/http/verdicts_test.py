@@ -96,21 +96,11 @@ def differs(record):
     return len({tuple(verdicts.compared(record[who])) for who in ("hotspot", "nginx", "lighttpd")}) > 1
 
 
-def until_intercepted(verdict, seen):
-    """The part of a verdict up to the first request for another host, according to what was seen."""
-    items = verdict.split(", ")
-    foreign = [number for number, item in enumerate(seen.split(", ")) if " @" in item]
-    return ", ".join(items[:foreign[0] + 1] if foreign else items)
-
-
 def check_hotspot(name, found):
     """What holds of hotspot-web's verdicts whatever was written down."""
     for how, who in AGAIN.items():
         seen = found[who][name]
         again = found[how].get(name, seen)
-        if who == "portal":
-            # The portal ends a TLS connection with an intercepted request.
-            seen = until_intercepted(seen, found["hotspot"][name])
         if again != seen:
             yield f"{name}: {who}'s verdict is {seen!r}, {how} {again!r}"
 

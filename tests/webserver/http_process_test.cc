@@ -88,6 +88,34 @@ TEST_F(Http, ConnectionEndsWhenEitherSideSaysSo) {
   }
 }
 
+TEST_F(Http, ConnectionEndsWithARequestForAnotherServer) {
+  for (const char* version : {"1.0", "1.1"}) {
+    HttpClient client(server_.port());
+    EXPECT_EQ(client.get("/big?1").status, 200) << "of its own name it serves more than one";
+    ASSERT_TRUE(client.send("GET /x HTTP/" + std::string(version) +
+                            "\r\nHost: www.example.com\r\nConnection: keep-alive\r\n\r\n"));
+    const HttpAnswer answer = client.answer();
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_TRUE(answer.has("Connection: close")) << answer.head;
+    EXPECT_TRUE(answer.has("Cache-Control: no-store")) << answer.head;
+    EXPECT_TRUE(client.ended());
+  }
+}
+
+TEST(HttpSettings, ListenerThatServesEveryNameAsItsOwnKeepsItsConnections) {
+  ServerProcess server;
+  server.settings("[[listen]]\naddress = \"127.0.0.1\"\nport = 0\nflags = 0x10000000\n");
+  server.start();
+  HttpClient client(server.port());
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_TRUE(client.send("GET /x HTTP/1.1\r\nHost: www.example.com\r\n\r\n"));
+    const HttpAnswer answer = client.answer();
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.head.find("Connection:"), std::string::npos) << answer.head;
+    EXPECT_EQ(answer.head.find("Cache-Control:"), std::string::npos) << answer.head;
+  }
+}
+
 TEST_F(Http, HeadHasTheHeaderOfGetAndNoBody) {
   HttpClient client(server_.port());
   ASSERT_TRUE(client.send("HEAD /big?1234 HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n"));

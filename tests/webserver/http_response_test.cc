@@ -135,6 +135,35 @@ TEST_F(Answer, OldProtocolIsToldThatTheConnectionStays) {
   EXPECT_NE(wire(to).find("Connection: keep-alive\r\n"), std::string::npos);
 }
 
+TEST_F(Answer, OfAnInterceptedRequestIsNotStoredAndEndsTheConnection) {
+  AnswerTo to;
+  to.intercepted = true;
+  EXPECT_EQ(wire(to),
+            "HTTP/1.1 200 OK\r\nCache-Control: no-store\r\nContent-Length: 0\r\n"
+            "Connection: close\r\n\r\n");
+  EXPECT_FALSE(response_.staysOpen());
+}
+
+TEST_F(Answer, OfAnInterceptedRequestKeepsTheModulesWordOnCachesInOneField) {
+  response_.headers.addHeader("Cache-Control", "no-cache", false);
+  response_.headers.addHeader("cache-control", "", false);
+  response_.headers.addHeader("cache-control", "max-age=0", false);
+  response_.headers.addHeader("X-After", "1", false);
+  AnswerTo to;
+  to.intercepted = true;
+  EXPECT_EQ(wire(to),
+            "HTTP/1.1 200 OK\r\nX-After: 1\r\nCache-Control: no-cache, max-age=0, no-store\r\n"
+            "Content-Length: 0\r\nConnection: close\r\n\r\n");
+}
+
+TEST_F(Answer, OfAnInterceptedRequestThatFailedIsNotStoredEither) {
+  response_.replaceByError(503, "");
+  AnswerTo to;
+  to.intercepted = true;
+  EXPECT_NE(wire(to).find("Cache-Control: no-store\r\n"), std::string::npos);
+  EXPECT_FALSE(response_.staysOpen());
+}
+
 TEST_F(Answer, ErrorIsACompletePageAndTheLastWord) {
   response_.headers.addHeader("Cache-Control", "no-cache", false);
   *response_.getOutput() << "begun";
