@@ -14,14 +14,15 @@ namespace {
 constexpr const char* kDefaultFile = "/etc/hotspot/web.toml";
 constexpr unsigned kMaxWorkers = 32;
 
-// The module in the lib folder beside the program's own, as built and as installed.
+// The module in the lib folder beside the program's own as built, or else in lib/hotspot as installed.
 std::string defaultModule() {
   char path[4096];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
   std::string program(path, length > 0 ? static_cast<std::size_t>(length) : 0);
   program.erase(std::min(program.rfind('/'), program.size()));
   program.erase(std::min(program.rfind('/'), program.size()));
-  return program + "/lib/hotspot.so";
+  const std::string built = program + "/lib/hotspot.so";
+  return access(built.c_str(), F_OK) == 0 ? built : program + "/lib/hotspot/hotspot.so";
 }
 
 void declare(CLI::App& app, Config& config, std::vector<std::string>& listenTexts) {
