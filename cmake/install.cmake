@@ -17,9 +17,9 @@ install(TARGETS hotspot hotspot-platform LIBRARY DESTINATION ${HOTSPOT_PRIVATE_D
 # For hosts of the module that others write: docs/embedding.md.
 install(DIRECTORY host DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/hotspot FILES_MATCHING PATTERN "*.h")
 install(FILES platform/debug_stream.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/hotspot/platform)
-string(REGEX REPLACE "[^/]+" ".." HOTSPOT_PC_TO_PREFIX ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+string(REGEX REPLACE "[^/]+" ".." HOTSPOT_PC_TO_PREFIX ${CMAKE_INSTALL_DATADIR}/pkgconfig)
 configure_file(packaging/hotspot.pc.in packaging/hotspot.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/packaging/hotspot.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/packaging/hotspot.pc DESTINATION ${CMAKE_INSTALL_DATADIR}/pkgconfig)
 
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)

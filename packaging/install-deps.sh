@@ -16,6 +16,7 @@ Groups:
   coverage  what measuring coverage needs beyond test
   bench   what the measurements need beyond build
   docs    what making the documents' pictures anew needs beyond test
+  packages  what building the Debian packages and testing them needs beyond build
 TEXT
 }
 
@@ -25,13 +26,14 @@ build=(
   nlohmann-json3-dev libsqlite3-dev libcrypt-dev)
 test=(
   libgtest-dev googletest patch chromium fonts-dejavu-core fonts-ipafont-gothic python3 binutils procps
-  iproute2 nftables nginx-light lighttpd valgrind clang-format clang-tidy)
+  iproute2 nftables nginx-light lighttpd valgrind pkg-config clang-format clang-tidy)
 router=(g++-mips-linux-gnu qemu-user)
 fuzz=(clang-22 libclang-rt-22-dev libgtest-dev googletest)
 clang=(clang-22)
 coverage=(gcovr)
 bench=(libbenchmark-dev libctemplate-dev nginx-light lighttpd wrk python3)
 docs=(webp)
+packages=(dpkg-dev debhelper lintian debootstrap systemd iproute2)
 
 fail() {
   echo "install-deps.sh: $*" >&2
@@ -50,6 +52,7 @@ for group in "$@"; do
     coverage) wanted+=("${coverage[@]}") ;;
     bench) wanted+=("${bench[@]}") ;;
     docs) wanted+=("${docs[@]}") ;;
+    packages) wanted+=("${packages[@]}") ;;
     -h | --help) usage; exit 0 ;;
     *) echo "install-deps.sh: no group \"$group\"" >&2; usage >&2; exit 2 ;;
   esac

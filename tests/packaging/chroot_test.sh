@@ -1,0 +1,137 @@
+#!/bin/bash
+# Builds the Debian packages, looks at them, installs them in a new Debian of their own, has the portal answer there,
+# and removes them again. Needs root, and Debian's mirror as apt is told it. Usage: chroot_test.sh
+set -euo pipefail
+
+fail() {
+  echo "chroot_test.sh: $*" >&2
+  exit 1
+}
+step() { printf '== %s\n' "$*"; }
+
+((EUID == 0)) ||
+  fail "this test makes a root directory with devices and mounts, so it has to be run as root: sudo ./test --all"
+for tool in debootstrap lintian dpkg-buildpackage unshare ip; do
+  PATH=$PATH:/usr/sbin:/sbin command -v "$tool" >/dev/null ||
+    fail "$tool is missing; packaging/install-deps.sh packages installs it"
+done
+export PATH=$PATH:/usr/sbin:/sbin
+umask 022
+
+here=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
+sources=$(realpath "$here/../..")
+work=$(mktemp -d "${TMPDIR:-/var/tmp}/hotspot-packages-XXXXXX")
+chmod 755 "$work"
+trap 'rm -rf --one-file-system "$work"' EXIT
+out=$work/out
+root=$work/root
+
+step "Building"
+"$sources/packaging/build-packages.sh" "$out" >/dev/null
+tree=$(echo "$sources"/build/packages/hotspot-*)
+version=${tree##*-}
+
+step "lintian"
+lintian --allow-root --fail-on error,warning,info,pedantic --display-info --pedantic "$out"/*.changes
+
+step "What they hold"
+# Of each package its own files, without what every package has; pages and documents are looked at below.
+for package in "$out"/*.deb; do
+  name=$(dpkg-deb --field "$package" Package)
+  [[ $(dpkg-deb --field "$package" Version) == "$version" ]] || fail "$name has another version than $version"
+  dpkg-deb --extract "$package" "$work/extracted/$name"
+  (cd "$work/extracted/$name" && find . -type f -printf "$name %P\n")
+  for file in copyright changelog.gz changelog.Debian.gz; do
+    [[ -s $work/extracted/$name/usr/share/doc/$name/$file ]] || fail "$name has no $file"
+  done
+done | grep -v -E '/doc/[^/]*/(copyright|changelog(\.Debian)?\.gz)$|/doc/hotspot/docs/|/share/hotspot/pages/' |
+  # A program more among the tools is in its place.
+  grep -v -E '^hotspot-tools (usr/bin/hotspot-|usr/share/man/man1/hotspot-)' |
+  LC_ALL=C sort >"$work/contents"
+diff -u "$here/contents.txt" "$work/contents" || fail "the packages hold other files than contents.txt says"
+for program in lint replay; do
+  [[ -x $work/extracted/hotspot-tools/usr/bin/hotspot-$program ]] || fail "hotspot-tools has no hotspot-$program"
+done
+diff -r "$sources/docs" "$work/extracted/hotspot/usr/share/doc/hotspot/docs" || fail "the documents differ"
+diff -r "$tree"/obj-*/share/hotspot/pages "$work/extracted/hotspot-pages/usr/share/hotspot/pages" ||
+  fail "the pages differ"
+twice=$(find "$work/extracted" -type f -printf '%P\n' | sed 's,^[^/]*/,,' | sort | uniq --repeated)
+[[ -z $twice ]] || fail "in more than one package: $twice"
+[[ $(dpkg-deb --info "$out/hotspot-web_${version}"_*.deb conffiles) == /etc/hotspot/web.toml ]] ||
+  fail "web.toml is no settings file to dpkg"
+[[ $(dpkg-deb --info "$out/hotspot-manager_${version}"_*.deb conffiles) == /etc/hotspot/manager.toml ]] ||
+  fail "manager.toml is no settings file to dpkg"
+
+step "A new Debian"
+codename=$(. /etc/os-release && echo "$VERSION_CODENAME")
+mirror=$(apt-get indextargets --format '$(SITE)' \
+  'Created-By: Packages' 'Origin: Debian' "Codename: $codename" 'Component: main' | head -n 1)
+[[ -n $mirror ]] || fail "apt knows no mirror of Debian's $codename; apt-get update tells it"
+eval "$(apt-config shell proxy Acquire::http::Proxy)"
+[[ -z ${proxy-} ]] || export http_proxy=$proxy
+debootstrap --variant=minbase --include=curl,systemd "$codename" "$root" "$mirror" >"$work/debootstrap.log" 2>&1 ||
+  { tail -n 30 "$work/debootstrap.log" >&2; fail "debootstrap failed"; }
+cp -L /etc/resolv.conf "$root/etc/resolv.conf"
+cp -r "$out" "$root/packages"
+
+# Runs a command in there, in name spaces that end with it: no process and no mount is left behind.
+inside() {
+  unshare --mount --pid --fork --kill-child=KILL bash -c \
+    'mount -t proc proc "$0/proc" && exec chroot "$0" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 \
+       DEBIAN_FRONTEND=noninteractive http_proxy="${http_proxy-}" "$@"' "$root" "$@"
+}
+apt() {
+  inside apt-get -y --no-install-recommends "$@" >"$work/apt.log" 2>&1 </dev/null ||
+    { tail -n 40 "$work/apt.log" >&2; fail "apt-get $1 failed"; }
+}
+packages=$(for package in "$out"/*.deb; do dpkg-deb --field "$package" Package; done)
+here_or_not() { inside sh -c "[ $1 $2 ]"; }
+
+step "Installing"
+inside sh -c 'find / -xdev -name "*hotspot*" -not -path "/packages*" | sort' >"$work/before"
+[[ ! -s $work/before ]] || fail "something of the portal is there already: $(cat "$work/before")"
+# shellcheck disable=SC2086  # names without blanks
+apt install $(cd "$root" && ls -d ./packages/*.deb)
+inside dpkg --audit
+for package in $packages; do
+  inside dpkg --verify "$package"
+done
+inside systemctl is-enabled hotspot-web hotspot-manager >/dev/null || fail "the services are not started at boot"
+inside systemd-analyze verify --man=no hotspot-manager.service hotspot-web.service
+for service in hotspot-manager hotspot-web; do
+  inside systemd-analyze security --offline=true --threshold=20 --no-pager "$service.service" >"$work/security" ||
+    { cat "$work/security"; fail "$service is exposed by more than 2.0 of 10"; }
+done
+[[ $(inside stat -c '%U %G %a' /etc/hotspot/key.pem) == "root hotspot-tls 640" ]] || fail "key.pem is open to others"
+
+step "Running"
+cp "$here/portal_in_root.sh" "$root/portal.sh"
+unshare --net bash -c 'ip link set lo up && "$@"' bash \
+  unshare --mount --pid --fork --kill-child=KILL bash -c \
+  'mount -t proc proc "$0/proc" && exec chroot "$0" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin bash /portal.sh' "$root"
+
+step "Installing again"
+sum() { inside sha256sum /etc/hotspot/key.pem /etc/hotspot/web.toml /var/lib/hotspot/manager.db; }
+kept=$(sum)
+# shellcheck disable=SC2086
+apt install --reinstall $(cd "$root" && ls -d ./packages/*.deb)
+[[ $(sum) == "$kept" ]] || fail "installing again changed the key, the settings or the database"
+
+step "Removing"
+# shellcheck disable=SC2086
+apt remove $packages
+for file in /usr/bin/hotspot-web /usr/bin/hotspotctl /usr/lib/hotspot /usr/share/hotspot \
+  /lib/systemd/system/hotspot-web.service; do
+  ! here_or_not -e "$file" || fail "$file is still there"
+done
+[[ $(sum) == "$kept" ]] || fail "removing took the key, the settings or the database"
+
+step "Purging"
+# shellcheck disable=SC2086
+apt purge $packages
+inside sh -c 'find / -xdev -name "*hotspot*" -not -path "/packages*" -not -path "/var/log/*" | sort' >"$work/after"
+[[ ! -s $work/after ]] || fail "left behind: $(cat "$work/after")"
+for group in hotspot hotspot-tls; do
+  ! inside getent group "$group" >/dev/null || fail "the group $group is still there"
+done
+echo "Done: $(echo "$packages" | wc -w) packages of version $version"
