@@ -35,6 +35,7 @@ step "lintian"
 lintian --allow-root --fail-on error,warning,info,pedantic --display-info --pedantic "$out"/*.changes
 
 step "What they hold"
+mkdir "$work/extracted"
 # Of each package its own files, without what every package has; pages and documents are looked at below.
 for package in "$out"/*.deb; do
   name=$(dpkg-deb --field "$package" Package)
@@ -127,8 +128,11 @@ done
 [[ $(sum) == "$kept" ]] || fail "removing took the key, the settings or the database"
 
 step "Purging"
+rest=$(inside dpkg-query --show --showformat '${db:Status-Status} ${Package}\n' 'hotspot*' |
+  sed -n 's/^config-files //p' | xargs)
+[[ $rest == "hotspot-common hotspot-manager hotspot-web" ]] || fail "there is something to purge of $rest"
 # shellcheck disable=SC2086
-apt purge $packages
+apt purge $rest
 inside sh -c 'find / -xdev -name "*hotspot*" -not -path "/packages*" -not -path "/var/log/*" | sort' >"$work/after"
 [[ ! -s $work/after ]] || fail "left behind: $(cat "$work/after")"
 for group in hotspot hotspot-tls; do

@@ -53,7 +53,7 @@ start hotspot-web 61185
 await hotspot-web fetch http://127.0.0.1:8080/login
 
 [[ $(hotspotctl --json user list) == "[]" ]] || fail "there is a user though nobody added one: $(hotspotctl --json user list)"
-echo "a password" | hotspotctl user add anna
+echo "a password" | hotspotctl user add anna >/dev/null
 fetch http://127.0.0.1:8080/login | grep -q 'name="username"' || fail "the login page has no form"
 led=$(fetch --output /dev/null --write-out '%{http_code} %{redirect_url}' --header 'Host: www.example.com' \
   http://127.0.0.1:8080/news)
