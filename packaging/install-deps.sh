@@ -33,7 +33,7 @@ clang=(clang-22)
 coverage=(gcovr)
 bench=(libbenchmark-dev libctemplate-dev nginx-light lighttpd wrk python3)
 docs=(webp)
-packages=(dpkg-dev debhelper lintian debootstrap systemd iproute2)
+packages=(dpkg-dev debhelper lintian debootstrap systemd systemd-container iproute2)
 
 fail() {
   echo "install-deps.sh: $*" >&2

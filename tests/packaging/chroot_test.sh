@@ -11,7 +11,7 @@ step() { printf '== %s\n' "$*"; }
 
 ((EUID == 0)) ||
   fail "this test makes a root directory with devices and mounts, so it has to be run as root: sudo ./test --all"
-for tool in debootstrap lintian dpkg-buildpackage unshare ip; do
+for tool in debootstrap lintian dpkg-buildpackage unshare ip systemd-nspawn; do
   PATH=$PATH:/usr/sbin:/sbin command -v "$tool" >/dev/null ||
     fail "$tool is missing; packaging/install-deps.sh packages installs it"
 done
@@ -70,7 +70,7 @@ mirror=$(apt-get indextargets --format '$(SITE)' \
 [[ -n $mirror ]] || fail "apt knows no mirror of Debian's $codename; apt-get update tells it"
 eval "$(apt-config shell proxy Acquire::http::Proxy)"
 [[ -z ${proxy-} ]] || export http_proxy=$proxy
-debootstrap --variant=minbase --include=curl,systemd "$codename" "$root" "$mirror" >"$work/debootstrap.log" 2>&1 ||
+debootstrap --variant=minbase --include=curl,systemd,dbus "$codename" "$root" "$mirror" >"$work/debootstrap.log" 2>&1 ||
   { tail -n 30 "$work/debootstrap.log" >&2; fail "debootstrap failed"; }
 cp -L /etc/resolv.conf "$root/etc/resolv.conf"
 cp -r "$out" "$root/packages"
@@ -110,6 +110,34 @@ cp "$here/portal_in_root.sh" "$root/portal.sh"
 unshare --net bash -c 'ip link set lo up && "$@"' bash \
   unshare --mount --pid --fork --kill-child=KILL bash -c \
   'mount -t proc proc "$0/proc" && exec chroot "$0" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin bash /portal.sh' "$root"
+
+# As processes of systemd, where a container can have one: its control groups are the machine's to give.
+nspawn=(systemd-nspawn --quiet --register=no --keep-unit --private-network --directory "$root")
+if refusal=$("${nspawn[@]}" --pipe true </dev/null 2>&1); then
+  step "Booted"
+  cp "$here/portal_booted.sh" "$root/booted.sh"
+  cat >"$root/etc/systemd/system/booted.service" <<'UNIT'
+[Unit]
+After=hotspot-manager.service hotspot-web.service
+SuccessAction=poweroff-force
+FailureAction=poweroff-force
+[Service]
+Type=oneshot
+ExecStart=/booted.sh
+StandardOutput=file:/booted.log
+StandardError=file:/booted.log
+[Install]
+WantedBy=multi-user.target
+UNIT
+  inside systemctl enable booted.service 2>/dev/null
+  timeout 600 "${nspawn[@]}" --boot </dev/null >"$work/boot.log" 2>&1 ||
+    { cat "$root/booted.log"; tail -n 30 "$work/boot.log"; fail "the new Debian did not boot, or did not end"; }
+  [[ $(tail -n 1 "$root/booted.log") == fine ]] || { cat "$root/booted.log"; fail "not all is well under systemd"; }
+  inside systemctl disable booted.service 2>/dev/null
+  rm "$root/etc/systemd/system/booted.service"
+else
+  echo "not booted, systemd-nspawn says: $refusal"
+fi
 
 step "Installing again"
 sum() { inside sha256sum /etc/hotspot/key.pem /etc/hotspot/web.toml /var/lib/hotspot/manager.db; }
