@@ -22,11 +22,12 @@ configure_file(packaging/hotspot.pc.in packaging/hotspot.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/packaging/hotspot.pc DESTINATION ${CMAKE_INSTALL_DATADIR}/pkgconfig)
 
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs PATTERN "*.mjs" EXCLUDE)
 install(FILES tests/tools/minimal_host.cc DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
 if(HOTSPOT_PORTAL)
-  install(DIRECTORY ${PROJECT_BINARY_DIR}/share/hotspot/pages DESTINATION ${CMAKE_INSTALL_DATADIR}/hotspot)
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/share/hotspot/pages ${PROJECT_BINARY_DIR}/share/hotspot/optional-pages
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/hotspot)
   install(FILES packaging/settings/manager.toml packaging/settings/web.toml
     DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
   foreach(unit hotspot-manager hotspot-web)

@@ -174,7 +174,7 @@ test("probes: the optional pages in place of the redirect never look like the re
   let other;
   try {
     fs.cpSync(path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/pages"), pages, { recursive: true });
-    fs.cpSync(path.join(pages, "optional"), pages, { recursive: true });
+    fs.cpSync(path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/optional-pages"), pages, { recursive: true });
     other = await Portal.start({ manager: { "html-dir": pages } });
     for (const probe of plain) {
       const answer = await ask(other.port, probe, { keep: true });

@@ -45,7 +45,7 @@ for package in "$out"/*.deb; do
   for file in copyright changelog.gz changelog.Debian.gz; do
     [[ -s $work/extracted/$name/usr/share/doc/$name/$file ]] || fail "$name has no $file"
   done
-done | grep -v -E '/doc/[^/]*/(copyright|changelog(\.Debian)?\.gz)$|/doc/hotspot/docs/|/share/hotspot/pages/' |
+done | grep -v -E '/doc/[^/]*/(copyright|changelog(\.Debian)?\.gz)$|/doc/hotspot/docs/|/share/hotspot/(optional-)?pages/' |
   # A program more among the tools is in its place.
   grep -v -E '^hotspot-tools (usr/bin/hotspot-|usr/share/man/man1/hotspot-)' |
   LC_ALL=C sort >"$work/contents"
@@ -53,8 +53,8 @@ diff -u "$here/contents.txt" "$work/contents" || fail "the packages hold other f
 for program in lint replay; do
   [[ -x $work/extracted/hotspot-tools/usr/bin/hotspot-$program ]] || fail "hotspot-tools has no hotspot-$program"
 done
-diff -r "$sources/docs" "$work/extracted/hotspot/usr/share/doc/hotspot/docs" || fail "the documents differ"
-diff -r "$tree"/obj-*/share/hotspot/pages "$work/extracted/hotspot-pages/usr/share/hotspot/pages" ||
+diff -r --exclude='*.mjs' "$sources/docs" "$work/extracted/hotspot/usr/share/doc/hotspot/docs" || fail "the documents differ"
+diff -r "$tree"/obj-*/share/hotspot "$work/extracted/hotspot-pages/usr/share/hotspot" ||
   fail "the pages differ"
 twice=$(find "$work/extracted" -type f -printf '%P\n' | sed 's,^[^/]*/,,' | sort | uniq --repeated)
 [[ -z $twice ]] || fail "in more than one package: $twice"
