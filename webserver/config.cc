@@ -14,7 +14,8 @@ namespace {
 constexpr const char* kDefaultFile = "/etc/hotspot/web.toml";
 constexpr unsigned kMaxWorkers = 32;
 
-// The module in the lib folder beside the program's own as built, or else in lib/hotspot as installed.
+// The module in the lib folder beside the program's own as built, or else in lib/hotspot as
+// installed.
 std::string defaultModule() {
   char path[4096];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
