@@ -22,7 +22,30 @@ here=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
 sources=$(realpath "$here/../..")
 work=$(mktemp -d "${TMPDIR:-/var/tmp}/hotspot-packages-XXXXXX")
 chmod 755 "$work"
-trap 'rm -rf --one-file-system "$work"' EXIT
+# The control groups that systemd-nspawn makes below this process's own, and leaves there.
+container_groups() {
+  local controllers path base
+  while IFS=: read -r _ controllers path; do
+    case $controllers in
+      "") base=/sys/fs/cgroup/unified; [[ -d $base ]] || base=/sys/fs/cgroup ;;
+      name=systemd) base=/sys/fs/cgroup/systemd ;;
+      *) continue ;;
+    esac
+    printf '%s\n' "$base${path%/}"/{payload,supervisor}
+  done </proc/self/cgroup
+}
+groups=()
+while read -r group; do
+  # Somebody else's stay.
+  [[ -d $group ]] || groups+=("$group")
+done < <(container_groups)
+finish() {
+  for group in "${groups[@]}"; do
+    [[ ! -d $group ]] || find "$group" -depth -type d -exec rmdir {} \;
+  done
+  rm -rf --one-file-system "$work"
+}
+trap finish EXIT
 out=$work/out
 root=$work/root
 
