@@ -108,9 +108,8 @@ int main(int argc, char** argv) {
       "Opened in a browser: a gallery that reloads when a file is saved.\n"
       "Exit status: 0 done, 2 wrong usage or something is missing.");
   CLI::Option* const directory = app.add_option("DIR", options.directory, "the page directory");
-  CLI::Option* const port =
-      app.add_option("--port", options.port,
-                     "port on 127.0.0.1 (default: 8400; 0: one that is free)");
+  CLI::Option* const port = app.add_option(
+      "--port", options.port, "port on 127.0.0.1 (default: 8400; 0: one that is free)");
   CLI::Option* const list =
       app.add_flag("--list", options.list, "print the states and stop; with DIR also its own");
   app.add_flag("--json", options.json, "the list as JSON")->needs(list);
@@ -123,8 +122,7 @@ int main(int argc, char** argv) {
           ->type_name("OUT")
           ->excludes(port)
           ->excludes(list);
-  app.add_option("--width", shots.widths,
-                 "widths of the screenshots in pixels (default: 375,1280)")
+  app.add_option("--width", shots.widths, "widths of the screenshots in pixels (default: 375,1280)")
       ->delimiter(',')
       ->check(CLI::Range(preview::kLeastWidth, preview::kMostWidth))
       ->needs(screenshots);

@@ -45,7 +45,8 @@ std::string findBrowser(const std::string& given) {
       if (isProgram && access(program.c_str(), X_OK) == 0) return program;
     }
   }
-  throw BrowserError("no chromium in PATH: install the package chromium, or name it with --browser");
+  throw BrowserError(
+      "no chromium in PATH: install the package chromium, or name it with --browser");
 }
 
 Browser::Browser(const std::string& path, const std::atomic<bool>& stop)
@@ -75,8 +76,7 @@ std::string Browser::shoot(const std::string& address, int width, bool isDark) {
   const int usualHeight = isPhone ? kPhoneHeight : kDeskHeight;
   setSize(usualHeight);
   call("Emulation.setEmulatedMedia",
-       {{"features",
-         {{{"name", "prefers-color-scheme"}, {"value", isDark ? "dark" : "light"}}}}});
+       {{"features", {{{"name", "prefers-color-scheme"}, {"value", isDark ? "dark" : "light"}}}}});
   const Json navigated = call("Page.navigate", {{"url", address}});
   if (navigated.contains("errorText")) {
     throw BrowserError("the browser cannot open it: " + navigated["errorText"].get<std::string>());
@@ -100,7 +100,8 @@ void Browser::awaitLoad(const std::string& loader) {
 void Browser::note(const Json& message) {
   if (message.value("method", "") != "Page.lifecycleEvent") return;
   const Json& event = message["params"];
-  if (event["name"] == "load") loaded_ = event["loaderId"];
+  // A page that leads on while it is being read is never complete, but there comes nothing more.
+  if (event["name"] == "load" || event["name"] == "networkIdle") loaded_ = event["loaderId"];
 }
 
 int Browser::send(const std::string& method, const Json& parameters) {

@@ -49,8 +49,8 @@ constexpr Heading kHeadings[] = {
 };
 
 Json stateJson(const State& state) {
-  return {{"name", state.name}, {"group", state.group}, {"title", state.title},
-          {"page", state.page}};
+  return {
+      {"name", state.name}, {"group", state.group}, {"title", state.title}, {"page", state.page}};
 }
 
 }  // namespace

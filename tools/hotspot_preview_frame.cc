@@ -19,8 +19,7 @@ std::string authorityOf(const std::string& address) {
   for (const std::string_view scheme : kSchemes) {
     const std::string start = std::string(scheme) + "://";
     if (!address.starts_with(start)) continue;
-    return address.substr(start.size(),
-                          address.find_first_of("/?#", start.size()) - start.size());
+    return address.substr(start.size(), address.find_first_of("/?#", start.size()) - start.size());
   }
   return {};
 }
@@ -105,14 +104,21 @@ Values answeringValues(const std::vector<State>& states, const Values& own,
                        const PageRequest& request) {
   const auto valuesOf = [&](std::string_view name) { return findState(states, name)->values; };
   const std::string_view asked = handlerOf(request.path);
-  const bool isOwnHandler = valueOf(own, "site").empty() && asked == handlerOf(valueOf(own, "page"));
+  const bool isOwnHandler =
+      valueOf(own, "site").empty() && asked == handlerOf(valueOf(own, "page"));
   const bool isLoggedIn = isOn(own, "logged-in");
   if (asked == "login") {
     if (hasParameter(request.query + "&" + request.body, "username")) return valuesOf("alogin");
     return isLoggedIn || isOwnHandler ? own : valuesOf("login");
   }
   if (asked == "logout") return isOwnHandler ? own : valuesOf("logout");
-  if (asked.empty() || isLoggedIn || isOwnHandler) return own;
+  if (asked.empty()) {
+    // What failed is the page's own command: style sheets and scripts are looked up by another.
+    Values values = own;
+    values.erase("error-code");
+    return values;
+  }
+  if (isLoggedIn || isOwnHandler) return own;
   return valuesOf("status");
 }
 

@@ -17,8 +17,8 @@ namespace preview {
 constexpr std::string_view kLeavePath = "/_preview/leave/";
 
 // The values with which a request within a state is answered. A log-in succeeds whatever was typed,
-// a log-out too; the pages of a session are those of one; else it is the state's own manager who
-// answers.
+// a log-out too; the pages of a session are those of one; files come whatever failed; else it is
+// the state's own manager who answers.
 Values answeringValues(const std::vector<State>& states, const Values& own,
                        const PageRequest& request);
 

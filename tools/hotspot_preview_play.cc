@@ -1,8 +1,14 @@
 #include "tools/hotspot_preview_play.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <random>
+#include <stdexcept>
 
+#include "host/response.h"
 #include "tools/hotspot_preview_text.h"
 #include "tools/hotspot_replay_play.h"
 #include "tools/hotspot_replay_system.h"
@@ -11,8 +17,6 @@
 
 namespace preview {
 namespace {
-
-constexpr char kProbeDirectory[] = "$PAGES/";
 
 std::string randomMark() {
   std::random_device random;
@@ -55,21 +59,25 @@ std::string probePage(std::string_view name, const std::string& mark) {
   return text + mark;
 }
 
-std::vector<replay::PageSpec> probePages(const replay::Scenario& scenario,
-                                         const std::string& mark) {
-  std::vector<replay::PageSpec> probes;
-  for (const pages::PageName& page : pages::pageNames()) {
-    probes.push_back({std::string(page.name) + ".html", probePage(page.name, mark)});
-  }
-  // A template of the owner's own.
-  const std::string path = scenario.request.relPath.value_or("");
+// The name of the template that the request asks for, when it is none of a handler's page; empty
+// otherwise.
+std::string ownTemplate(const replay::RequestSpec& request) {
+  const std::string path = request.relPath.value_or("");
   const std::string file = path.substr(path.rfind('/') + 1);
-  const bool isNew = !file.empty() && file.size() < 200 && file != "." && file != ".." &&
-                     file.find('\0') == std::string::npos &&
-                     (!file.ends_with(".html") ||
-                      pages::findPage(file.substr(0, file.size() - 5)) == nullptr);
-  if (isNew) probes.push_back({file, probePage("", mark)});
-  return probes;
+  constexpr std::size_t kMostBytes = 255;  // of a file's name
+  bool isRendered = false;
+  getContentType(file, &isRendered);
+  const bool isPage =
+      file.ends_with(".html") && pages::findPage(file.substr(0, file.size() - 5)) != nullptr;
+  const bool isName = file.size() <= kMostBytes && file.find('\0') == std::string::npos;
+  return isRendered && isName && !isPage ? file : std::string();
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file << text;
+  file.close();
+  if (!file) throw std::runtime_error(path + " cannot be written: " + std::strerror(errno));
 }
 
 }  // namespace
@@ -77,11 +85,15 @@ std::vector<replay::PageSpec> probePages(const replay::Scenario& scenario,
 Player::Player(const std::string& modulePath, const std::string& directory)
     : module_(modulePath), directory_(directory), mark_(randomMark()) {
   replay::silenceDebug();
+  for (const pages::PageName& page : pages::pageNames()) {
+    const std::string name(page.name);
+    writeFile(probes_.path() + "/" + name + ".html", probePage(name, mark_));
+  }
 }
 
 Answer Player::play(const Values& values, const std::optional<PageRequest>& request) {
   const replay::Json result =
-      replay::play(module_, temp_, scenarioOf(values, request, directory_));
+      replay::play(module_, probes_, scenarioOf(values, request, directory_));
   Answer answer;
   answer.status = result["status"].get<int>();
   answer.contentType = headerOf(result, "Content-Type");
@@ -96,9 +108,11 @@ Answer Player::play(const Values& values, const std::optional<PageRequest>& requ
 }
 
 Variables Player::variables(const Values& values, const std::optional<PageRequest>& request) {
-  replay::Scenario scenario = scenarioOf(values, request, kProbeDirectory);
-  scenario.pages = probePages(scenario, mark_);
-  const std::string body = bytesOf(replay::play(module_, temp_, scenario)["body"]);
+  const replay::Scenario scenario = scenarioOf(values, request, probes_.path() + "/");
+  const std::string own = ownTemplate(scenario.request);
+  if (!own.empty()) writeFile(probes_.path() + "/" + own, probePage("", mark_));
+  const std::string body = bytesOf(replay::play(module_, probes_, scenario)["body"]);
+  if (!own.empty()) std::filesystem::remove(probes_.path() + "/" + own);
   Variables variables;
   if (!body.starts_with(mark_)) return variables;
   for (std::size_t start = mark_.size(); start < body.size();) {

@@ -52,9 +52,9 @@ class Player {
 
  private:
   replay::Module module_;
-  replay::TempDir temp_;
   const std::string directory_;  // with a slash at its end
   const std::string mark_;       // stands in no value: nobody knows it
+  replay::TempDir probes_;       // holds a page for each page name, which tells the variables
 };
 
 }  // namespace preview

@@ -131,8 +131,8 @@ BrowserProcess::BrowserProcess(const std::string& path) : path_(path) {
   std::error_code error;
   std::string profile = (fs::temp_directory_path(error) / "hotspot-preview-XXXXXX").string();
   if (error || mkdtemp(profile.data()) == nullptr) {
-    throw BrowserError("no temporary directory " + profile + " for the browser: " +
-                       std::strerror(errno));
+    throw BrowserError("no temporary directory " + profile +
+                       " for the browser: " + std::strerror(errno));
   }
   profile_ = profile;
   // What outlives the browser becomes this process's, so that it can be ended.
@@ -164,8 +164,8 @@ void BrowserProcess::start() {
   const std::vector<char*> environmentList = pointers(environment);
   process_ = fork();
   if (process_ == 0) {
-    become(path_.c_str(), argumentList.data(), environmentList.data(), toBrowser[0],
-           fromBrowser[1], log, nothing);
+    become(path_.c_str(), argumentList.data(), environmentList.data(), toBrowser[0], fromBrowser[1],
+           log, nothing);
   }
   const int error = errno;
   for (const int fd : {toBrowser[0], fromBrowser[1], log, nothing}) close(fd);

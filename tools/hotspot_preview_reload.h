@@ -20,7 +20,8 @@ class Reloader {
  public:
   // Files that changed, as far as they are known, and what keeps others from being seen; "" when
   // nothing does.
-  using Changed = std::function<void(const std::set<std::string>& files, const std::string& problem)>;
+  using Changed =
+      std::function<void(const std::set<std::string>& files, const std::string& problem)>;
 
   // Throws std::system_error when nothing can be watched.
   Reloader(boost::asio::io_context& io, const std::filesystem::path& directory, Changed changed);

@@ -41,7 +41,8 @@ class StopSignals {
 // The preview's server on a thread of its own.
 class ServerThread {
  public:
-  explicit ServerThread(Server& server) : server_(server), thread_([this] { server_.io().run(); }) {}
+  explicit ServerThread(Server& server)
+      : server_(server), thread_([this] { server_.io().run(); }) {}
   ServerThread(const ServerThread&) = delete;
   ServerThread& operator=(const ServerThread&) = delete;
   ~ServerThread() {
@@ -94,7 +95,8 @@ void takeScreenshots(const ScreenshotOptions& options, const fs::path& pages, Pl
   Server server(site, 0);
   // The addresses are made before the server's thread begins.
   std::vector<std::string> addresses;
-  for (const State& state : states) addresses.push_back(site.frameAddress(state, "", server.port()));
+  for (const State& state : states)
+    addresses.push_back(site.frameAddress(state, "", server.port()));
   const ServerThread thread(server);
   const StopSignals signals;
   Browser browser(program, stopAsked);
@@ -102,8 +104,8 @@ void takeScreenshots(const ScreenshotOptions& options, const fs::path& pages, Pl
   std::size_t number = 0;
   for (std::size_t i = 0; i < states.size(); ++i) {
     for (const int width : options.widths) {
-      const std::string name = states[i].name + "-" + std::to_string(width) +
-                               (options.isDark ? "-dark" : "") + ".png";
+      const std::string name =
+          states[i].name + "-" + std::to_string(width) + (options.isDark ? "-dark" : "") + ".png";
       std::cerr << "[" << ++number << "/" << total << "] " << name << "\n";
       const std::string png = browser.shoot(addresses[i], width, options.isDark);
       writeFile(out / name, png);

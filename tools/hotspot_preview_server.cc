@@ -23,6 +23,9 @@ namespace {
 // So that a browser that is gone is noticed.
 constexpr std::chrono::seconds kHeartbeat(15);
 constexpr std::chrono::milliseconds kAcceptPause(100);
+constexpr std::chrono::seconds kDrainTime(5);
+constexpr std::size_t kDrainBytes = 16384;
+constexpr int kMostDrained = 64;
 
 std::string changeEvent(std::uint64_t version, const std::set<std::string>& files) {
   const nlohmann::json data = {{"version", version}, {"files", files}};
@@ -48,11 +51,10 @@ class Session : public std::enable_shared_from_this<Session> {
     parser_.emplace();
     parser_->header_limit(Server::kMostHeaderBytes);
     parser_->body_limit(Server::kMostBodyBytes);
-    stream_.expires_after(std::chrono::seconds(Server::kIdleSecs));
-    http::async_read(stream_, buffer_, *parser_,
-                     [self = shared_from_this()](const error_code& error, std::size_t) {
-                       self->answer(error);
-                     });
+    stream_.expires_after(server_.idleTime_);
+    http::async_read(
+        stream_, buffer_, *parser_,
+        [self = shared_from_this()](const error_code& error, std::size_t) { self->answer(error); });
   }
 
   // On a stream of events: sends this, or keeps the last one while another is on its way.
@@ -62,7 +64,7 @@ class Session : public std::enable_shared_from_this<Session> {
       return;
     }
     sending_ = event;
-    stream_.expires_after(std::chrono::seconds(Server::kIdleSecs));
+    stream_.expires_after(server_.idleTime_);
     boost::asio::async_write(stream_, boost::asio::buffer(sending_),
                              [self = shared_from_this()](const error_code& error, std::size_t) {
                                self->sending_.clear();
@@ -116,12 +118,25 @@ class Session : public std::enable_shared_from_this<Session> {
     response->body() = reply.body;
     response->keep_alive(keepAlive);
     if (reply.status != 204) response->prepare_payload();
-    http::async_write(
-        stream_, *response,
-        [self = shared_from_this(), response](const error_code& error, std::size_t) {
-          if (error || response->need_eof() || !response->keep_alive()) return self->end();
-          self->read();
-        });
+    http::async_write(stream_, *response,
+                      [self = shared_from_this(), response](const error_code& error, std::size_t) {
+                        if (error) return self->end();
+                        if (response->keep_alive()) return self->read();
+                        self->stream_.socket().shutdown(tcp::socket::shutdown_send, self->ignored_);
+                        self->drain();
+                      });
+  }
+
+  // Reads what a client is still sending before the end: closed at once, the system would take the
+  // answer back.
+  void drain() {
+    buffer_.clear();
+    stream_.expires_after(kDrainTime);
+    stream_.async_read_some(buffer_.prepare(kDrainBytes),
+                            [self = shared_from_this()](const error_code& error, std::size_t) {
+                              if (error || ++self->drained_ == kMostDrained) return self->end();
+                              self->drain();
+                            });
   }
 
   void stream() {
@@ -152,8 +167,7 @@ class Session : public std::enable_shared_from_this<Session> {
 
   void end() {
     heartbeat_.cancel();
-    error_code ignored;
-    stream_.socket().shutdown(tcp::socket::shutdown_both, ignored);
+    stream_.socket().shutdown(tcp::socket::shutdown_both, ignored_);
     stream_.close();
   }
 
@@ -164,9 +178,12 @@ class Session : public std::enable_shared_from_this<Session> {
   std::optional<http::request_parser<http::string_body>> parser_;
   std::string sending_;
   std::string waiting_;
+  error_code ignored_;
+  int drained_ = 0;
 };
 
-Server::Server(Site& site, unsigned short port) : site_(site), acceptor_(io_) {
+Server::Server(Site& site, unsigned short port, std::chrono::milliseconds idleTime)
+    : site_(site), idleTime_(idleTime), acceptor_(io_) {
   const tcp::endpoint address(boost::asio::ip::address_v4::loopback(), port);
   error_code error;
   acceptor_.open(address.protocol(), error);

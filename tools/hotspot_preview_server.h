@@ -5,6 +5,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <set>
@@ -23,11 +24,12 @@ class Server {
   static constexpr std::size_t kMostEventStreams = 16;  // more are refused: 503
   static constexpr unsigned kMostHeaderBytes = 32 * 1024;
   static constexpr unsigned kMostBodyBytes = 64 * 1024;
-  static constexpr int kIdleSecs = 60;
+  static constexpr std::chrono::seconds kIdleTime{60};
 
-  // Listens on 127.0.0.1; port 0 is one that the system chooses. Throws std::runtime_error with
-  // one clear line when the port cannot be had.
-  Server(Site& site, unsigned short port);
+  // Listens on 127.0.0.1; port 0 is one that the system chooses. Connections on which nothing
+  // happens for so long are ended. Throws std::runtime_error with one clear line when the port
+  // cannot be had.
+  Server(Site& site, unsigned short port, std::chrono::milliseconds idleTime = kIdleTime);
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
   ~Server();
@@ -46,6 +48,7 @@ class Server {
   void forget(Session* session);
 
   Site& site_;
+  const std::chrono::milliseconds idleTime_;
   // Before the io_context, whose end is that of the sessions.
   std::set<Session*> sessions_;
   std::set<Session*> eventStreams_;

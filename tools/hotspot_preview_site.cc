@@ -48,9 +48,8 @@ struct HostAndPort {
     std::ranges::transform(host, host.begin(), [](char c) {
       return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     });
-    const bool isPort = !port.empty() && port.size() <= 5 && std::ranges::all_of(port, [](char c) {
-      return c >= '0' && c <= '9';
-    });
+    const bool isPort = !port.empty() && port.size() <= 5 &&
+                        std::ranges::all_of(port, [](char c) { return c >= '0' && c <= '9'; });
     if (!isPort) host.clear();
   }
 
@@ -148,12 +147,14 @@ struct Site::Frame {
 Reply Site::answerFrame(const Asked& asked, std::string_view label, const std::string& host) {
   const std::size_t mark = std::min(label.find(kEditMark), label.size());
   const State* const state = findState(states_, label.substr(0, mark));
-  if (state == nullptr) return textReply(404, "There is no such state any more. The gallery knows.");
+  if (state == nullptr)
+    return textReply(404, "There is no such state any more. The gallery knows.");
   Frame frame{state->values, {}};
   if (mark < label.size()) {
     const std::string* const edits = editsOf(label.substr(mark + kEditMark.size()));
     if (edits == nullptr) {
-      return textReply(404, "These values are not known any more. Reload the state in the gallery.");
+      return textReply(404,
+                       "These values are not known any more. Reload the state in the gallery.");
     }
     edit(*edits, &frame.values);
   }
@@ -183,7 +184,8 @@ Reply Site::answerFrame(const Asked& asked, std::string_view label, const std::s
   // The body of a redirect is a page too.
   reply.status = answer.status >= 300 && answer.status < 400 ? 200 : answer.status;
   const bool isPage = answer.contentType.starts_with("text/html");
-  const std::string type = isShown(answer.contentType) || !isOwn ? answer.contentType : "text/plain";
+  const std::string type =
+      isShown(answer.contentType) || !isOwn ? answer.contentType : "text/plain";
   reply.headers.emplace_back("Content-Type", type.empty() ? "application/octet-stream" : type);
   // Before the log-in nothing of another host can be had.
   reply.headers.emplace_back("Content-Security-Policy",
@@ -195,8 +197,8 @@ Reply Site::answerFrame(const Asked& asked, std::string_view label, const std::s
 }
 
 Reply Site::leave(const Asked& asked) const {
-  Reply reply = assetReply("text/html; charset=utf-8",
-                           leavingPage(asked.target.substr(kLeavePath.size())));
+  Reply reply =
+      assetReply("text/html; charset=utf-8", leavingPage(asked.target.substr(kLeavePath.size())));
   reply.headers.emplace_back("Content-Security-Policy",
                              "default-src 'none'; style-src 'unsafe-inline'");
   return reply;
@@ -221,8 +223,8 @@ std::string Site::frameAddress(const State& state, const std::string& edits,
                                const std::string& port) {
   Values values = state.values;
   edit(edits, &values);
-  return "http://" + labelOf(state, edits) + std::string(kFrameDomain) + ":" +
-         port + ownTarget(values);
+  return "http://" + labelOf(state, edits) + std::string(kFrameDomain) + ":" + port +
+         ownTarget(values);
 }
 
 std::string Site::shownFile(const Variables& variables) const {

@@ -64,8 +64,7 @@ class Site {
   Reply answerFrame(const Asked& asked, std::string_view label, const std::string& host);
   Reply leave(const Asked& asked) const;
   std::string galleryJson() const;
-  std::string stateJson(const std::string& name, const std::string& edits,
-                        const std::string& port);
+  std::string stateJson(const std::string& name, const std::string& edits, const std::string& port);
   std::string findingsJson();
   std::string labelOf(const State& state, const std::string& edits);
   const std::string* editsOf(std::string_view hash) const;

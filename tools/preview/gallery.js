@@ -26,6 +26,9 @@ function languageName(code) {
   }
 }
 
+const kLanguage = "Language: ";
+const groupName = (group) =>
+  (group.startsWith(kLanguage) ? `In ${languageName(group.slice(kLanguage.length))}` : group);
 const groupId = (group) => `group-${group.replace(/[^a-z0-9]+/gi, "-").toLowerCase()}`;
 
 class Card {
@@ -72,10 +75,10 @@ function showGallery() {
   }, { rootMargin: "600px 0px" });
   const sections = [...new Set(gallery.states.map(({ group }) => group))].map((group) => {
     const own = cards.filter(({ state }) => state.group === group);
-    const section = make("section", { "aria-labelledby": groupId(group) }, make("h2", { id: groupId(group) }, group),
+    const section = make("section", { "aria-labelledby": groupId(group) }, make("h2", { id: groupId(group) }, groupName(group)),
       ...own.map(({ element }) => element));
-    const entry = make("li", {}, make("a", { href: `#${groupId(group)}`, "data-group": groupId(group) }, group,
-      " ", make("span", { class: "count" }, String(own.length))));
+    const entry = make("li", {}, make("a", { href: `#${groupId(group)}`, "data-group": groupId(group) },
+      groupName(group), " ", make("span", { class: "count" }, String(own.length))));
     return { section, entry, own };
   });
   const nothing = make("p", { class: "nothing", hidden: true }, "No state matches.");

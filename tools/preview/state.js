@@ -43,15 +43,21 @@ function formOf(settings, onChange) {
     if (setting.kind === "flag") field.checked = value === "yes";
     else field.value = value;
   };
-  const sections = [...new Set(settings.map(({ group }) => group))].map((group, at) => {
+  const sections = [...new Set(settings.map(({ group }) => group))].map((group) => {
     const own = rows.filter(({ setting }) => setting.group === group);
-    return { own, element: make("details", { open: at === 0 }, make("summary", {}, group), ...own.map(({ row }) => row)) };
+    return { own, element: make("details", {}, make("summary", {}, group), ...own.map(({ row }) => row)) };
   });
+  const sectionOf = (name) => sections.find(({ own }) => own.some(({ setting }) => setting.name === name)).element;
   return {
     element: make("form", { class: "values", "aria-label": "Values of this state" }, ...sections.map(({ element }) => element)),
     // What differs from the state as it is.
     changed: () => rows.filter(({ setting, field, reset }) => !isSame(setting, valueIn(field), reset.dataset.usual))
       .map(({ setting, field }) => [setting.name, valueIn(field)]),
+    // The group that says most of the state.
+    openMain(values) {
+      const main = Number(values["error-code"]) ? "error-code" : values["logged-in"] === "yes" ? "logged-in" : "page";
+      sectionOf(main).open = true;
+    },
     // Fills the fields, but for the one in which somebody is writing.
     fill(values, usual) {
       for (const each of rows) {
@@ -113,6 +119,7 @@ export function showState({ state, gallery, content, colours, address }) {
       note.textContent = noteOf(data);
       size.textContent = `${data.file || data.contentType || "no page"}, ${data.bytes} bytes`;
       openLink.href = data.frame;
+      if (!shown) form.openMain(data.values);
       form.fill(data.values, data.usual);
       variables.replaceChildren(...variablesOf(data.variables));
       if (!data.variables.length) variables.replaceChildren(make("p", { class: "note" }, "No page is shown here, so no variables are."));
