@@ -2,7 +2,6 @@
 // findings, and pages that try to reach beyond their frame.
 
 import assert from "node:assert/strict";
-import { spawn } from "node:child_process";
 import fs from "node:fs";
 import os from "node:os";
 import path from "node:path";
@@ -10,34 +9,10 @@ import { after, before, test } from "node:test";
 
 import { assertAccessible, openWindow, shoot, startBrowser } from "../e2e/browser.mjs";
 import { eventually } from "../e2e/portal.mjs";
+import { Preview } from "./preview.mjs";
 
 const kPatienceMs = 120000;
 const shipped = path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/pages");
-
-// hotspot-preview on a directory, until it is stopped.
-class Preview {
-  static async start(directory) {
-    const preview = new Preview();
-    preview.process = spawn(path.join(process.env.HOTSPOT_BUILD_DIR, "bin/hotspot-preview"), [directory, "--port", "0"],
-      { stdio: ["ignore", "pipe", "inherit"] });
-    preview.ended = new Promise((resolve) => preview.process.on("exit", (code, signal) => resolve(signal ?? code)));
-    preview.url = await new Promise((resolve, reject) => {
-      let said = "";
-      preview.process.stdout.on("data", (data) => {
-        said += data;
-        const found = said.match(/http:\/\/127\.0\.0\.1:\d+/);
-        if (found) resolve(found[0]);
-      });
-      preview.ended.then((how) => reject(new Error(`hotspot-preview ended: ${how}`)));
-    });
-    return preview;
-  }
-
-  async stop() {
-    this.process.kill("SIGTERM");
-    assert.equal(await this.ended, 0);
-  }
-}
 
 let browser;
 let gallery;  // of the pages that ship
