@@ -59,7 +59,7 @@ std::string statesAsText(const std::vector<State>& states) {
 // An absolute name: the module may be asked for pages from anywhere.
 std::filesystem::path pageDirectory(const std::string& given) {
   std::error_code error;
-  const std::filesystem::path directory = std::filesystem::canonical(given, error);
+  std::filesystem::path directory = std::filesystem::canonical(given, error);
   if (error) throw std::runtime_error(given + ": " + error.message());
   if (!std::filesystem::is_directory(directory)) {
     throw std::runtime_error(given + " is no directory; give the one that holds login.html");

@@ -85,6 +85,11 @@ void writeFile(const std::string& path, const std::string& text) {
 Player::Player(const std::string& modulePath, const std::string& directory)
     : module_(modulePath), directory_(directory), mark_(randomMark()) {
   replay::silenceDebug();
+  writeProbes();
+}
+
+void Player::writeProbes() {
+  std::filesystem::create_directories(probes_.path());
   for (const pages::PageName& page : pages::pageNames()) {
     const std::string name(page.name);
     writeFile(probes_.path() + "/" + name + ".html", probePage(name, mark_));
@@ -109,6 +114,8 @@ Answer Player::play(const Values& values, const std::optional<PageRequest>& requ
 
 Variables Player::variables(const Values& values, const std::optional<PageRequest>& request) {
   const replay::Scenario scenario = scenarioOf(values, request, probes_.path() + "/");
+  // A preview may stay open for days, and what cleans temporary directories passes by.
+  if (!std::filesystem::exists(probes_.path() + "/login.html")) writeProbes();
   const std::string own = ownTemplate(scenario.request);
   if (!own.empty()) writeFile(probes_.path() + "/" + own, probePage("", mark_));
   const std::string body = bytesOf(replay::play(module_, probes_, scenario)["body"]);

@@ -51,6 +51,8 @@ class Player {
   Variables variables(const Values& values, const std::optional<PageRequest>& request);
 
  private:
+  void writeProbes();
+
   replay::Module module_;
   const std::string directory_;  // with a slash at its end
   const std::string mark_;       // stands in no value: nobody knows it

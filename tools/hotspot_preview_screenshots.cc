@@ -95,6 +95,7 @@ void takeScreenshots(const ScreenshotOptions& options, const fs::path& pages, Pl
   Server server(site, 0);
   // The addresses are made before the server's thread begins.
   std::vector<std::string> addresses;
+  addresses.reserve(states.size());
   for (const State& state : states)
     addresses.push_back(site.frameAddress(state, "", server.port()));
   const ServerThread thread(server);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <stdexcept>
 
 #include "tools/hotspot_preview_assets.h"
 #include "tools/hotspot_preview_data.h"
@@ -92,8 +93,9 @@ Reply Site::answer(const Asked& asked) {
     }
   } catch (const WrongSetting& wrong) {
     reply = textReply(400, wrong.what());
-  } catch (const replay::Invalid& invalid) {
-    reply = textReply(500, invalid.what());
+  } catch (const std::runtime_error& error) {
+    // The module threw, or a file of the preview's own could not be written.
+    reply = textReply(500, error.what());
   }
   reply.headers.emplace_back("Cache-Control", "no-store");
   reply.headers.emplace_back("X-Content-Type-Options", "nosniff");

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <set>
 
 #include "tests/preview/preview_site.h"
@@ -261,6 +264,29 @@ TEST(PreviewSite, FilesAreReadAtEachRequest) {
   EXPECT_EQ(preview.frame("login", "/login").body, "first");
   preview.directory().write("login.html", "second");
   EXPECT_EQ(preview.frame("login", "/login").body, "second");
+}
+
+// A preview that is open for days outlives what cleans temporary directories, and says what fails.
+TEST(PreviewSite, TemporaryFilesThatAreGoneAreWrittenAgain) {
+  const ScratchDir temporary;
+  const char* const before = std::getenv("TMPDIR");
+  const std::string usual = before == nullptr ? "/tmp" : before;
+  setenv("TMPDIR", temporary.path().c_str(), 1);
+  PreviewSite preview;
+  setenv("TMPDIR", usual.c_str(), 1);
+  const std::string inside = temporary.path();
+  std::filesystem::path probes;
+  for (const auto& entry : std::filesystem::directory_iterator(inside)) {
+    if (std::filesystem::exists(entry.path() / "rlogin.html")) probes = entry.path();
+  }
+  ASSERT_FALSE(probes.empty());
+  std::filesystem::remove_all(probes);
+  EXPECT_EQ(variable(preview.json("/api/state/status"), "username"), "anna");
+  std::filesystem::remove_all(probes);
+  std::ofstream(probes) << "in the way";
+  const Reply reply = preview.gallery("/api/state/status");
+  EXPECT_EQ(reply.status, 500);
+  EXPECT_NE(reply.body.find(probes.string()), std::string::npos) << reply.body;
 }
 
 TEST(PreviewSite, FindingsAreTheLinters) {

@@ -217,6 +217,7 @@ async function load() {
 // Changes come as events; a window that nobody sees waits for none, and asks when it is seen again.
 const live = document.getElementById("live");
 let events;
+let isStale = false;  // the preview may be another one by now
 let loading = Promise.resolve();
 function listen() {
   events = new EventSource("/events");
@@ -224,7 +225,8 @@ function listen() {
     const { version, files } = JSON.parse(event.data);
     const say = files.length ? `reloaded: ${files.slice(0, 3).join(", ")}${files.length > 3 ? ", ..." : ""}` : "reloads by itself";
     loading = loading.then(async () => {
-      if (gallery?.version !== version) await load();
+      if (isStale || gallery?.version !== version) await load();
+      isStale = false;
       live.textContent = say;
       live.className = "live";
     }).catch((error) => {
@@ -232,6 +234,7 @@ function listen() {
     });
   });
   events.addEventListener("error", () => {
+    isStale = true;
     live.textContent = "hotspot-preview does not answer";
     live.className = "live gone";
   });
