@@ -92,6 +92,10 @@ std::string Browser::shoot(const std::string& address, int width, bool isDark) {
   return *png;
 }
 
+void Browser::throwEnded() const {
+  throw BrowserError(process_.path() + " has ended: " + process_.lastWords());
+}
+
 void Browser::awaitLoad(const std::string& loader) {
   const Clock::time_point deadline = Clock::now() + kPatience;
   while (loaded_ != loader) note(read(deadline));
@@ -110,7 +114,7 @@ int Browser::send(const std::string& method, const Json& parameters) {
   const std::string text = message.dump() + '\0';
   for (std::size_t done = 0; done < text.size();) {
     const ssize_t written = ::write(process_.input(), text.data() + done, text.size() - done);
-    if (written < 0 && errno != EINTR) throw BrowserError("the browser has ended");
+    if (written < 0 && errno != EINTR) throwEnded();
     done += static_cast<std::size_t>(std::max<ssize_t>(written, 0));
   }
   return lastId_;
@@ -153,7 +157,7 @@ Browser::Json Browser::read(Clock::time_point deadline) {
     if (got > 0) {
       received_.append(buffer, static_cast<std::size_t>(got));
     } else if (got == 0 || errno != EINTR) {
-      throw BrowserError(process_.path() + " has ended: " + process_.lastWords());
+      throwEnded();
     }
   }
 }

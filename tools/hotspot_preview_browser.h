@@ -38,6 +38,7 @@ class Browser {
   Json read(Clock::time_point deadline);
   void note(const Json& message);
   void awaitLoad(const std::string& loader);
+  [[noreturn]] void throwEnded() const;
 
   const std::atomic<bool>& stop_;
   BrowserProcess process_;

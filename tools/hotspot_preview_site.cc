@@ -141,30 +141,25 @@ Reply Site::answerGallery(const Asked& asked) {
   return textReply(404, "There is nothing here. The gallery is at /");
 }
 
-struct Site::Frame {
-  Values values;
-  std::string ownTarget;
-};
-
 Reply Site::answerFrame(const Asked& asked, std::string_view label, const std::string& host) {
   const std::size_t mark = std::min(label.find(kEditMark), label.size());
   const State* const state = findState(states_, label.substr(0, mark));
-  if (state == nullptr)
+  if (state == nullptr) {
     return textReply(404, "There is no such state any more. The gallery knows.");
-  Frame frame{state->values, {}};
+  }
+  Values values = state->values;
   if (mark < label.size()) {
     const std::string* const edits = editsOf(label.substr(mark + kEditMark.size()));
     if (edits == nullptr) {
       return textReply(404,
                        "These values are not known any more. Reload the state in the gallery.");
     }
-    edit(*edits, &frame.values);
+    edit(*edits, &values);
   }
-  frame.ownTarget = ownTarget(frame.values);
   if (asked.method != "GET" && asked.method != "POST") {
     return textReply(405, "GET and POST are all that the portal knows.");
   }
-  const bool isOwn = asked.method == "GET" && asked.target == frame.ownTarget;
+  const bool isOwn = asked.method == "GET" && asked.target == ownTarget(values);
   // A page that leads on by itself is to be looked at: the browser keeps what it shows when the
   // answer is 204. What somebody clicked goes on.
   const bool leadsOn = asked.fetchMode == "navigate" && asked.fetchUser.empty() && !isOwn;
@@ -179,9 +174,9 @@ Reply Site::answerFrame(const Asked& asked, std::string_view label, const std::s
     request->path = percentDecode(std::string_view(asked.target).substr(1, end - 1), false);
     request->query = asked.target.substr(std::min(end + 1, asked.target.size()));
     request->body = asked.body;
-    frame.values = answeringValues(states_, frame.values, *request);
+    values = answeringValues(states_, values, *request);
   }
-  const Answer answer = player_.play(frame.values, request);
+  const Answer answer = player_.play(values, request);
   Reply reply;
   // The body of a redirect is a page too.
   reply.status = answer.status >= 300 && answer.status < 400 ? 200 : answer.status;
@@ -192,9 +187,9 @@ Reply Site::answerFrame(const Asked& asked, std::string_view label, const std::s
   // Before the log-in nothing of another host can be had.
   reply.headers.emplace_back("Content-Security-Policy",
                              "default-src 'self' 'unsafe-inline' 'unsafe-eval' data: blob:");
-  reply.body = isPage ? withFrameAddresses(answer.body,
-                                           hostsOf(player_.variables(frame.values, request), host))
-                      : answer.body;
+  reply.body =
+      isPage ? withFrameAddresses(answer.body, hostsOf(player_.variables(values, request), host))
+             : answer.body;
   return reply;
 }
 

@@ -58,8 +58,6 @@ class Site {
   const std::vector<State>& states() const { return states_; }
 
  private:
-  struct Frame;
-
   Reply answerGallery(const Asked& asked);
   Reply answerFrame(const Asked& asked, std::string_view label, const std::string& host);
   Reply leave(const Asked& asked) const;

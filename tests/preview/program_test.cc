@@ -74,7 +74,7 @@ TEST(PreviewProgram, WrongUsageIsTwoWithWhatToDo) {
       {{directory, "--screenshots", out, "--browser", "/nonexistent"},
        "/nonexistent is no program that can be started"},
       {{directory, "--screenshots", file + "/out", "--browser", "/bin/true"}, "cannot be made"},
-      {{directory, "--screenshots", out, "--browser", "/bin/true"}, "/bin/true has ended"},
+      {{directory, "--screenshots", out, "--browser", "/bin/true"}, "/bin/true has ended: it said nothing"},
       {{directory, "--module", "/nonexistent.so"}, "the module cannot be loaded"},
   };
   for (const auto& c : cases) {
