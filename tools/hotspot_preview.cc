@@ -67,6 +67,11 @@ std::filesystem::path pageDirectory(const std::string& given) {
   return directory;
 }
 
+bool isIgnored(int signal) {
+  struct sigaction action {};
+  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 int serve(const Options& options, const std::filesystem::path& directory, Player& player) {
   Site site(player, directory);
   Server server(site, options.port);
@@ -75,6 +80,8 @@ int serve(const Options& options, const std::filesystem::path& directory, Player
     server.tellChange(files);
   });
   boost::asio::signal_set signals(server.io(), SIGINT, SIGTERM);
+  // Under nohup(1) it outlives its terminal.
+  if (!isIgnored(SIGHUP)) signals.add(SIGHUP);
   signals.async_wait([&](const auto&, int) { server.io().stop(); });
   print("hotspot-preview: http://127.0.0.1:" + server.port() + "/ shows " + directory.string() +
         " (Ctrl-C ends it)\n");

@@ -23,18 +23,21 @@ namespace fs = std::filesystem;
 std::atomic<bool> stopAsked = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "it is set by a signal");
 
-// While it lives, SIGINT and SIGTERM set `stopAsked`.
+constexpr int kStopSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+// While it lives, those set `stopAsked`.
 class StopSignals {
  public:
   StopSignals() {
-    std::signal(SIGINT, [](int) { stopAsked = true; });
-    std::signal(SIGTERM, [](int) { stopAsked = true; });
+    for (const int signal : kStopSignals) {
+      const auto before = std::signal(signal, [](int) { stopAsked = true; });
+      if (before == SIG_IGN) std::signal(signal, SIG_IGN);  // nohup(1)
+    }
   }
   StopSignals(const StopSignals&) = delete;
   StopSignals& operator=(const StopSignals&) = delete;
   ~StopSignals() {
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
+    for (const int signal : kStopSignals) std::signal(signal, SIG_DFL);
   }
 };
 

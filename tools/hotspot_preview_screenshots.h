@@ -24,7 +24,7 @@ struct ScreenshotOptions {
 
 // Writes STATE-WIDTH.png (STATE-WIDTH-dark.png) for each state and width, the whole page each, and
 // tells the progress on standard error. Throws std::runtime_error for what ends it: no browser or
-// one that fails, no such state, a directory that cannot be written, SIGINT or SIGTERM. The browser
+// one that fails, no such state, a directory that cannot be written, a signal to stop. The browser
 // and its profile are gone afterwards.
 void takeScreenshots(const ScreenshotOptions& options, const std::filesystem::path& pages,
                      Player& player);

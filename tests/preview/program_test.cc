@@ -74,7 +74,8 @@ TEST(PreviewProgram, WrongUsageIsTwoWithWhatToDo) {
       {{directory, "--screenshots", out, "--browser", "/nonexistent"},
        "/nonexistent is no program that can be started"},
       {{directory, "--screenshots", file + "/out", "--browser", "/bin/true"}, "cannot be made"},
-      {{directory, "--screenshots", out, "--browser", "/bin/true"}, "/bin/true has ended: it said nothing"},
+      {{directory, "--screenshots", out, "--browser", "/bin/true"},
+       "/bin/true has ended: it said nothing"},
       {{directory, "--module", "/nonexistent.so"}, "the module cannot be loaded"},
   };
   for (const auto& c : cases) {
@@ -130,6 +131,7 @@ class Running {
     if (pid_ == 0) {
       dup2(out[1], STDOUT_FILENO);
       close(out[0]);
+      setenv("TMPDIR", temporary_.path().c_str(), 1);
       execl(TEST_PREVIEW, TEST_PREVIEW, directory.c_str(), "--port", "0", nullptr);
       _exit(127);
     }
@@ -137,7 +139,10 @@ class Running {
     for (char c = 0; read(out[0], &c, 1) == 1 && c != '\n';) line_ += c;
     close(out[0]);
   }
-  ~Running() { end(SIGKILL); }
+  ~Running() {
+    end(SIGTERM);
+    EXPECT_TRUE(fs::is_empty(temporary_.path()));
+  }
 
   const std::string& line() const { return line_; }
   unsigned port() const {
@@ -155,6 +160,7 @@ class Running {
   }
 
  private:
+  const ScratchDir temporary_;
   pid_t pid_ = -1;
   std::string line_;
 };
@@ -162,7 +168,7 @@ class Running {
 TEST(PreviewProgram, ServesUntilItIsStopped) {
   const ScratchDir pages;
   pages.write("login.html", "<p>$(location-name)</p>");
-  for (const int signal : {SIGINT, SIGTERM}) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     Running preview(pages.path());
     EXPECT_EQ(preview.line(),
               "hotspot-preview: http://127.0.0.1:" + std::to_string(preview.port()) + "/ shows " +
