@@ -8,8 +8,10 @@ import os from "node:os";
 import path from "node:path";
 import { fileURLToPath } from "node:url";
 
+import { openWindow, startBrowser } from "../../tests/e2e/browser.mjs";
 import { heading, holdBack, startGuests } from "../../tests/e2e/guests.mjs";
 import { user } from "../../tests/e2e/portal.mjs";
+import { Preview } from "../../tests/preview/preview.mjs";
 
 const here = path.dirname(fileURLToPath(import.meta.url));
 const kFrameMs = 1600;
@@ -52,4 +54,21 @@ try {
 } finally {
   await guests.stop();
   fs.rmSync(frames, { recursive: true });
+}
+
+// The gallery of the preview, as it opens.
+const preview = await Preview.start(path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/pages"));
+const browser = await startBrowser(["MAP * ~NOTFOUND", "EXCLUDE *.localhost", "EXCLUDE 127.0.0.1"]);
+try {
+  const page = await (await openWindow(browser, { width: 1280 })).newPage();
+  await page.goto(preview.url);
+  for (const device of ["phone", "desktop"]) {
+    await page.frameLocator(`[data-state="login"] .${device} iframe`).getByRole("heading", { name: "Log in" }).waitFor();
+  }
+  await page.locator("#live", { hasText: "reloads by itself" }).waitFor();
+  await page.locator("#directory").evaluate((place) => { place.textContent = "/srv/portal"; });
+  await page.screenshot({ path: path.join(here, "preview.png") });
+} finally {
+  await browser.close();
+  await preview.stop();
 }

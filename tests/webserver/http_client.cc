@@ -86,6 +86,15 @@ bool HttpClient::skip(std::size_t bytes) {
   return true;
 }
 
+bool HttpClient::hear(const std::string& text) {
+  std::size_t at = 0;
+  while ((at = input_.find(text)) == std::string::npos) {
+    if (!more()) return false;
+  }
+  input_.erase(0, at + text.size());
+  return true;
+}
+
 bool HttpClient::ended() {
   if (!input_.empty()) return false;
   pollfd poll{socket_, POLLIN, 0};

@@ -29,6 +29,8 @@ class HttpClient {
   HttpAnswer answer(bool head = false);
   // Takes so many bytes of what comes, whatever they are. False when there are not as many.
   bool skip(std::size_t bytes);
+  // Takes what comes up to the end of this text. False when it does not come.
+  bool hear(const std::string& text);
   // The server has closed the connection (waits up to 20 s), and sent nothing more.
   bool ended();
   // Nothing has come, nor has the connection ended, within so many milliseconds.
