@@ -22,31 +22,10 @@ constexpr std::array<std::string_view, 8> kSettingKinds = {"text",    "number", 
                                                            "address", "method", "ago",  "left"};
 static_assert(static_cast<std::size_t>(SettingKind::kSecsLeft) + 1 == kSettingKinds.size());
 
-struct Heading {
-  std::string_view start;  // of a variable's name
-  std::string_view heading;
-};
-
-constexpr std::string_view kSessionHeading = "Guest and session";
-constexpr Heading kHeadings[] = {
-    {"link-", "Links"},
-    {"bytes-", "Traffic"},
-    {"packets-", "Traffic"},
-    {"limit-", "Traffic"},
-    {"remain-", "Traffic"},
-    {"error", "Errors"},
-    {"chap-", "Log-in page"},
-    {"popup", "Log-in page"},
-    {"hostname", "The hotspot"},
-    {"identity", "The hotspot"},
-    {"interface-", "The hotspot"},
-    {"location-", "The hotspot"},
-    {"plain-passwd", "The hotspot"},
-    {"server-", "The hotspot"},
-    {"ssl-login", "The hotspot"},
-    {"target-dir", "The hotspot"},
-    {"trial", "The hotspot"},
-};
+// Of each topic, in its order.
+constexpr std::array<std::string_view, 6> kHeadings = {"The hotspot", "Links",  "Guest and session",
+                                                       "Traffic",     "Errors", "Log-in page"};
+static_assert(static_cast<std::size_t>(pages::Topic::kLogin) + 1 == kHeadings.size());
 
 Json stateJson(const State& state) {
   return {
@@ -54,12 +33,6 @@ Json stateJson(const State& state) {
 }
 
 }  // namespace
-
-std::string_view variableGroup(std::string_view name) {
-  const auto* const found = std::ranges::find_if(
-      kHeadings, [&](const Heading& heading) { return name.starts_with(heading.start); });
-  return found == std::end(kHeadings) ? kSessionHeading : found->heading;
-}
 
 std::string galleryData(const std::filesystem::path& directory, std::uint64_t version,
                         const std::string& problem, const std::vector<State>& states,
@@ -108,7 +81,7 @@ std::string stateData(const StateData& data) {
     const auto value = data.variables.values.find(variable.name);
     if (value == data.variables.values.end()) continue;
     json["variables"].push_back({{"name", variable.name},
-                                 {"group", variableGroup(variable.name)},
+                                 {"group", kHeadings[static_cast<std::size_t>(variable.topic)]},
                                  {"value", value->second},
                                  {"meaning", variable.meaning}});
   }

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tools/hotspot_preview_play.h"
@@ -37,9 +36,6 @@ std::string stateData(const StateData& data);
 
 // What the linter says, or why it cannot.
 std::string findingsData(const std::filesystem::path& directory);
-
-// The heading below which the gallery shows a page variable.
-std::string_view variableGroup(std::string_view name);
 
 }  // namespace preview
 
