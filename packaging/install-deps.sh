@@ -28,7 +28,7 @@ test=(
   libgtest-dev googletest patch chromium fonts-dejavu-core fonts-ipafont-gothic python3 binutils procps
   iproute2 nftables nginx-light lighttpd valgrind pkg-config clang-format clang-tidy)
 router=(g++-mips-linux-gnu qemu-user)
-fuzz=(clang-22 libclang-rt-22-dev libgtest-dev googletest)
+fuzz=(clang-22 libclang-rt-22-dev libgtest-dev googletest pkg-config python3)
 clang=(clang-22)
 coverage=(gcovr)
 bench=(libbenchmark-dev libctemplate-dev nginx-light lighttpd wrk python3)
