@@ -3,9 +3,9 @@
 import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
 
-import { isLoggedIn, logIn, openLogin } from "./conversations.mjs";
+import { isLoggedIn, logIn, openLogin, sendLogin } from "./conversations.mjs";
 import { intercepted, request } from "./http_client.mjs";
-import { eventually, Portal } from "./portal.mjs";
+import { eventually, Portal, sleep, user } from "./portal.mjs";
 
 let portal;
 // What the web server calls the portal meanwhile.
@@ -19,6 +19,31 @@ function assertUnavailable(answer, text) {
   assert.match(answer.body, text);
   assert.doesNotMatch(answer.body, /<form/);
 }
+
+// The real module asks for the status of many clients at once, and all replies come together.
+test("manager: paused and going on, it never gives a client another one's page", async () => {
+  const guests = Array.from({ length: 12 }, (_, i) => ({ client: `127.0.6.${i + 1}`, name: `guest-${i + 1}x` }));
+  for (const { client, name } of guests) {
+    portal.ctl(["user", "add", name], `${user.password}\n`);
+    assert.equal((await sendLogin(portal, client, await openLogin(portal, client), { name })).status, 200);
+  }
+  let own = 0;
+  for (let round = 0; round < 8; round++) {
+    portal.manager.process.kill("SIGSTOP");
+    const asked = guests.flatMap((guest) => [guest, guest]).sort(() => Math.random() - 0.5)
+      .map(async ({ client, name }) => ({ name, answer: await request(portal.port, { client, path: "/status" }) }));
+    await sleep(100);
+    portal.manager.process.kill("SIGCONT");
+    for (const { name, answer } of await Promise.all(asked)) {
+      const shown = answer.body.match(/guest-\d+x/g) ?? [];
+      assert.ok(shown.every((each) => each === name), `${name} was shown ${shown}`);
+      // Where the machine is busy the manager's reply may come too late: then it is a redirect.
+      if (answer.status === 200) assert.notEqual(shown.length, 0, answer.body);
+      own += shown.length > 0;
+    }
+  }
+  assert.ok(own > 0);
+});
 
 test("manager: killed and started again, it knows the session and the login cookie", async () => {
   const client = "127.0.4.1";

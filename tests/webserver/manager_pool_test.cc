@@ -94,6 +94,37 @@ TEST_F(Pool, NumbersAreUnique) {
   EXPECT_LE(manager_.connections(), 8);
 }
 
+// All ask at once and are answered in the opposite order, so that each reply comes while the others
+// are waited for.
+TEST_F(Pool, EachGetsItsOwnReplyInWhateverOrderTheyCome) {
+  constexpr std::size_t kThreads = 8;
+  constexpr int kRounds = 60;
+  std::mutex mutex;
+  std::vector<std::pair<int, nv::message>> held;
+  manager_.start([&](int connection, const nv::message& request) {
+    const std::lock_guard lock(mutex);
+    held.emplace_back(connection, request);
+    if (held.size() < kThreads) return;
+    for (; !held.empty(); held.pop_back()) {
+      const nv::message& asked = held.back().second;
+      ScriptedManager::send(
+          held.back().first,
+          ScriptedManager::replyTo(asked, "re " + asked.get_string(kTextField, "")));
+    }
+  });
+  std::vector<std::thread> threads;
+  for (std::size_t i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&, i] {
+      for (int round = 0; round < kRounds; ++round) {
+        const std::string question = std::to_string(i) + "-" + std::to_string(round);
+        EXPECT_EQ(ask(pool_, 120000, question), "re " + question);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(manager_.requests(), static_cast<int>(kThreads) * kRounds);
+}
+
 TEST_F(Pool, NobodyThereIsToldAtOnce) {
   const auto begun = Clock::now();
   EXPECT_EQ(ask(pool_, 10000), kUnreachable);
@@ -189,6 +220,21 @@ TEST_F(Pool, GarbageIsNoReplyAndCostsTheConnection) {
   EXPECT_EQ(ask(pool_, 50), kSilent);
   EXPECT_EQ(ask(pool_, 5000, "then"), "whole");
   EXPECT_EQ(pool_.idle(), 0u);
+}
+
+TEST_F(Pool, ReplyByteByByteIsNoReply) {
+  std::atomic<bool> whole{false};
+  manager_.start([&](int connection, const nv::message& request) {
+    const nv::message reply = ScriptedManager::replyTo(request, "own");
+    if (whole) return ScriptedManager::send(connection, reply);
+    for (const char byte : reply.encode()) {
+      ScriptedManager::sendBytes(connection, std::string(1, byte));
+    }
+  });
+  EXPECT_EQ(ask(pool_, 100), kSilent);
+  EXPECT_EQ(pool_.idle(), 0u) << "the bytes that are left are nobody's";
+  whole = true;
+  EXPECT_EQ(ask(pool_, 120000), "own");
 }
 
 TEST_F(Pool, StreamOfGarbageStillEndsAtTheDeadline) {

@@ -1,16 +1,19 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <iterator>
 #include <list>
 #include <mutex>
+#include <random>
 #include <thread>
 #include <vector>
 
 #include "tests/webserver/http_client.h"
 #include "tests/webserver/scripted_manager.h"
 #include "tests/webserver/server_process.h"
+#include "webserver/manager_link.h"
 
 namespace {
 
@@ -95,6 +98,46 @@ TEST_F(Manager, MayKeepManyWaitingWhileOthersAreServed) {
   for (HttpClient& each : waiting) EXPECT_EQ(each.answer().body, "reply late");
   // Their connections go on.
   for (HttpClient& each : waiting) EXPECT_EQ(each.get("/big?3").body, "bbb");
+}
+
+// The replies come in an order of chance, each behind another client's, behind one that belongs to
+// nobody and behind garbage, and twice.
+TEST_F(Manager, EachClientGetsItsOwnReply) {
+  constexpr std::size_t kClients = 60;
+  manager_.start(holding());
+  start("workers = 2\n");
+  const auto textOf = [](const nv::message& request) {
+    return "for " + request.get_string(kTextField, "");
+  };
+  for (unsigned round = 0; round < 3; ++round) {
+    std::list<HttpClient> clients;
+    for (std::size_t i = 0; i < kClients; ++i) {
+      ASSERT_TRUE(clients.emplace_back(server_.port())
+                      .send(getText("/ask?120000&client-" + std::to_string(i))));
+    }
+    ASSERT_TRUE(eventually([&] { return held() == kClients; })) << held();
+    {
+      const std::lock_guard lock(mutex_);
+      std::shuffle(held_.begin(), held_.end(), std::mt19937(round));
+      for (std::size_t i = 0; i < kClients; ++i) {
+        const auto& [connection, request] = held_[i];
+        const nv::message& other = held_[(i + 1) % kClients].second;
+        ScriptedManager::send(connection, ScriptedManager::replyTo(other, textOf(other)));
+        nv::message nobodys = ScriptedManager::replyTo(request, "nobody's");
+        nobodys.erase(web::kRequestNumber);
+        ScriptedManager::send(connection, nobodys);
+        ScriptedManager::sendBytes(connection, "garbage");
+        const nv::message own = ScriptedManager::replyTo(request, textOf(request));
+        ScriptedManager::send(connection, own);
+        ScriptedManager::send(connection, own);
+      }
+      held_.clear();
+    }
+    std::size_t i = 0;
+    for (HttpClient& each : clients) {
+      EXPECT_EQ(each.answer().body, "reply for client-" + std::to_string(i++));
+    }
+  }
 }
 
 TEST_F(Manager, OnlyRequestsThatWaitTakeThreadsOfTheirOwn) {

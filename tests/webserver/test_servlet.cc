@@ -135,7 +135,8 @@ void TestServlet::doMethod(Context& context, const Request& request, Response& r
   const unsigned number = static_cast<unsigned>(std::strtoul(query.c_str(), nullptr, 10));
   if (tdoutEnabled != 0 && tdoutSwitch != 0) *tdout << "debug line of " << page << std::endl;
   if (request.foreignDst) return echo(request, response);
-  if (page == "ask") return ask(context, "question", number, response);
+  // What is asked stands behind the time-out: "/ask?5000&anna".
+  if (page == "ask") return ask(context, query.substr(query.find('&') + 1), number, response);
   if (page == "body") return readBody(request, number, response);
   if (page == "close") return closeSocket(request, response);
   if (page == "opened") return checkOpened(response);
