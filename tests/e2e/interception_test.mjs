@@ -1,14 +1,12 @@
 // Requests for other sites, as a redirect rule hands them over.
 
 import assert from "node:assert/strict";
-import fs from "node:fs";
-import os from "node:os";
-import path from "node:path";
 import { after, before, test } from "node:test";
 
 import { logIn } from "./conversations.mjs";
 import { exchangeRaw, form, intercepted, request } from "./http_client.mjs";
 import { Portal, urlEscape } from "./portal.mjs";
+import { wholeDirectory } from "./replayed.mjs";
 
 let portal;
 before(async () => { portal = await Portal.start(); });
@@ -78,12 +76,8 @@ test("interception: the portal's own root leads to the login page", async () => 
 });
 
 test("interception: the optional pages stand in for the redirect where the owner wants them", async () => {
-  const pages = fs.mkdtempSync(path.join(os.tmpdir(), "hotspot-pages-"));
-  let other;
+  const other = await Portal.start({ manager: { "html-dir": wholeDirectory } });
   try {
-    fs.cpSync(path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/pages"), pages, { recursive: true });
-    fs.cpSync(path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/optional-pages"), pages, { recursive: true });
-    other = await Portal.start({ manager: { "html-dir": pages } });
     const leads = `${other.url}login?dst=${urlEscape("http://www.example.com/news")}`;
     for (const method of ["GET", "POST"]) {
       const held = await intercepted(other.port, "www.example.com", { method, path: "/news" });
@@ -96,8 +90,7 @@ test("interception: the optional pages stand in for the redirect where the owner
     assert.equal(status.status, 200);
     assert.match(status.body, /<a class="button" href="login">Log in<\/a>/);
   } finally {
-    await other?.stop();
-    fs.rmSync(pages, { recursive: true });
+    await other.stop();
   }
 });
 

@@ -4,8 +4,6 @@
 import assert from "node:assert/strict";
 import fs from "node:fs";
 import net from "node:net";
-import os from "node:os";
-import path from "node:path";
 import { after, before, test } from "node:test";
 import tls from "node:tls";
 
@@ -13,6 +11,7 @@ import { isLoggedIn, logIn } from "./conversations.mjs";
 import { readLoginForm } from "./login_form.mjs";
 import { Portal, urlEscape } from "./portal.mjs";
 import { Device, docs, probes, realAnswer, requestText, verdict, written } from "./probes.mjs";
+import { wholeDirectory } from "./replayed.mjs";
 
 const plain = probes.filter((probe) => probe.url.startsWith("http://"));
 const secure = probes.filter((probe) => probe.url.startsWith("https://"));
@@ -170,12 +169,8 @@ test("probes: free, but still held back: a page of the portal, never the real an
 });
 
 test("probes: the optional pages in place of the redirect never look like the real answer either", async () => {
-  const pages = fs.mkdtempSync(path.join(os.tmpdir(), "hotspot-pages-"));
-  let other;
+  const other = await Portal.start({ manager: { "html-dir": wholeDirectory } });
   try {
-    fs.cpSync(path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/pages"), pages, { recursive: true });
-    fs.cpSync(path.join(process.env.HOTSPOT_BUILD_DIR, "share/hotspot/optional-pages"), pages, { recursive: true });
-    other = await Portal.start({ manager: { "html-dir": pages } });
     for (const probe of plain) {
       const answer = await ask(other.port, probe, { keep: true });
       assert.equal(answer.status, 200, probe.id);
@@ -185,8 +180,7 @@ test("probes: the optional pages in place of the redirect never look like the re
       leavesNothing(answer, probe.id);
     }
   } finally {
-    await other?.stop();
-    fs.rmSync(pages, { recursive: true });
+    await other.stop();
   }
 });
 
