@@ -129,6 +129,7 @@ class Connection : public std::enable_shared_from_this<Connection>, private Body
   // Set by a thread that stepped aside and failed, as the last that it does with the connection.
   std::atomic<bool> abandoned_{false};
   Waiting* waiting_ = nullptr;  // of the request that is being served
+  bool unsendable_ = false;     // an interim answer was not sent whole: no other can follow
   Io sent_{Io::kFailed};        // how far the answer went before the leader took over
 };
 

@@ -78,6 +78,8 @@ bool Connection::sendContinue(Clock::time_point until) {
     if (io.kind == Io::kBytes) {
       rest.remove_prefix(io.bytes);
     } else if (io.kind == Io::kFailed || io.kind == Io::kEnd || !waitForClient(io.kind, until)) {
+      // What follows would be read as the rest of this word, of which TLS may hold a record back.
+      unsendable_ = true;
       return false;
     }
   }

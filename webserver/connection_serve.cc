@@ -64,7 +64,7 @@ bool Connection::serve() {
   dropped_ = moduleClosedSocket();
   if (!dropped_) {
     compose();
-    sent_ = job_->response.write(*transport_);
+    sent_ = unsendable_ ? Io{Io::kFailed} : job_->response.write(*transport_);
   }
   logRequest();
   if (worker_.loop.leading()) return afterServing();

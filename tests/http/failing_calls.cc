@@ -114,6 +114,17 @@ ssize_t write(int fd, const void* data, size_t size) {
   return isSocket(fd) && fails("write") ? -1 : pass(fd, data, size);
 }
 
+// The descriptor is gone all the same, as the system has it.
+int close(int fd) {
+  NEXT(close);
+  const bool failing = fails("close");
+  const int error = errno;
+  const int result = pass(fd);
+  if (!failing) return result;
+  errno = error;
+  return -1;
+}
+
 ssize_t send(int fd, const void* data, size_t size, int flags) {
   NEXT(send);
   return fails("send") ? -1 : pass(fd, data, size, flags);
@@ -147,6 +158,16 @@ int listen(int fd, int backlog) noexcept {
 int getsockname(int fd, sockaddr* address, socklen_t* length) noexcept {
   NEXT(getsockname);
   return fails("getsockname") ? -1 : pass(fd, address, length);
+}
+
+int getsockopt(int fd, int level, int option, void* value, socklen_t* length) noexcept {
+  NEXT(getsockopt);
+  return fails("getsockopt") ? -1 : pass(fd, level, option, value, length);
+}
+
+int setsockopt(int fd, int level, int option, const void* value, socklen_t length) noexcept {
+  NEXT(setsockopt);
+  return fails("setsockopt") ? -1 : pass(fd, level, option, value, length);
 }
 
 int shutdown(int fd, int how) noexcept {
@@ -223,10 +244,26 @@ int fstat64(int fd, struct stat64* what) noexcept {
   return fails("fstat") ? -1 : pass(fd, what);
 }
 
+int stat64(const char* path, struct stat64* what) noexcept {
+  static auto* const pass =
+      reinterpret_cast<int (*)(const char*, struct stat64*)>(dlsym(RTLD_NEXT, "stat64"));
+  return fails("stat") ? -1 : pass(path, what);
+}
+
 void* mmap64(void* address, size_t size, int protection, int flags, int fd,
              off64_t offset) noexcept {
   NEXT(mmap64);
   return fails("mmap") ? MAP_FAILED : pass(address, size, protection, flags, fd, offset);
+}
+
+int munmap(void* address, size_t size) noexcept {
+  NEXT(munmap);
+  return fails("munmap") ? -1 : pass(address, size);
+}
+
+int gethostname(char* name, size_t size) noexcept {
+  NEXT(gethostname);
+  return fails("gethostname") ? -1 : pass(name, size);
 }
 
 pid_t fork() noexcept {

@@ -1,40 +1,41 @@
 #!/usr/bin/env python3
 """Each call of the web server fails in turn: the Nth of a kind, for all N, once and several times in a row.
 
-failing_calls.py [--most N] [--some N] [--seed S] [--call KIND]: with --most no more than so many places are tried for
-each request and kind of call, with --some no more than so many requests for each kind of call, chosen by the seed.
+failing_calls.py [--most N] [--some N] [--lives N] [--jobs N] [--seed S] [--call KIND] [--how HOW]: with --most no more
+than so many places are tried for each request and kind of call, with --some no more than so many requests for each kind
+of call, chosen by the seed; --jobs servers are played with side by side.
 
 A visit is made of requests that take every way through the server. Whatever fails in it, each request ends soon
-with its answer, a whole answer that tells of trouble, or without a byte; the next visit is right; no descriptor,
+with its page, with the page that it gets without a manager, with one of the server's own pages that it may get, or
+without a byte, and never with another; the next visit is right; no descriptor,
 no thread and no busy loop is left. A worker may end where memory runs out, but never by a signal.
 """
 
 import argparse
+import collections
 import contextlib
-import errno
+import functools
 import itertools
-import mmap
 import os
 import random
 import re
-import shutil
 import signal
 import socket
 import ssl
-import struct
 import subprocess
 import sys
-import tempfile
 import threading
 import time
-from pathlib import Path
+from typing import NamedTuple
 
+import answers
+import faults
+import play
 import servers
 
 PATIENCE_SECS = 30
 # Far longer than the patience above: what only a time-out would end counts as hanging.
 TIMEOUT_SECS = 300
-FOREVER = 1 << 30
 LARGE_BYTES = 3_000_000
 
 # What may fail, with the errors that the system gives for it.
@@ -53,16 +54,22 @@ CALLS = {
     "epoll_ctl mod": ["ENOMEM"],
     "epoll_wait": ["EINTR"],
     "fcntl dup": ["EMFILE"],
+    "stat": ["EACCES", "EIO", "ENOMEM"],
     "open": ["EMFILE", "ENFILE", "ENOMEM", "EIO"],
     "fstat": ["EIO", "ENOMEM"],
     "mmap": ["ENOMEM", "ENFILE", "EAGAIN"],
+    "munmap": ["ENOMEM"],
+    "close": ["EINTR", "EIO"],
+    "gethostname": ["ENAMETOOLONG"],
     "getsockname": ["ENOBUFS"],
+    "getsockopt": ["ENOBUFS"],
     "shutdown": ["ENOTCONN"],
     "pthread_create": ["EAGAIN"],
     "fwrite": ["ENOSPC", "EIO"],
     "fflush": ["ENOSPC", "EIO"],
     "malloc": ["ENOMEM"],
 }
+COUNTS = (1, 4)
 # Those with which a connection itself breaks, or with which nobody can wait any more until it takes more bytes.
 BREAKING = {"sendmsg", "write", "epoll_ctl mod", "malloc"}
 # What a server that has threads and connections at hand does not call again.
@@ -78,46 +85,12 @@ CALLS_OF_A_LIFE = {
     "socket": ["EMFILE"], "bind": ["EADDRINUSE", "EACCES"], "listen": ["EADDRINUSE"], "mmap": ["ENOMEM"],
     "fork": ["EAGAIN", "ENOMEM"], "epoll_create1": ["EMFILE"], "eventfd": ["ENFILE"], "timerfd_create": ["EMFILE"],
     "pipe": ["EMFILE"], "epoll_ctl add": ["ENOSPC"], "epoll_ctl mod": ["ENOMEM"], "fcntl dup": ["EMFILE"],
-    "open": ["EMFILE"], "getsockname": ["ENOBUFS"], "malloc": ["ENOMEM"],
+    "open": ["EMFILE"], "getsockname": ["ENOBUFS"], "setsockopt": ["ENOBUFS"],
+    "malloc": ["ENOMEM"],
 }
 
 
-class Plan:
-    """Which call fails; failing_calls.cc has the same fields."""
-
-    FORM = "iIIiII40s"
-
-    def __init__(self, path):
-        path.write_bytes(bytes(struct.calcsize(self.FORM)))
-        with open(path, "r+b") as file:
-            self.memory = mmap.mmap(file.fileno(), 0)
-
-    def set(self, call, error, first, count, process):
-        # The place last: it is what makes the plan one.
-        self.clear()
-        struct.pack_into("iI", self.memory, 0, getattr(errno, error), 0)
-        struct.pack_into("IiII40s", self.memory, 8, count, process, 0, 0, call.encode())
-        struct.pack_into("I", self.memory, 4, first)
-
-    def clear(self):
-        struct.pack_into("I", self.memory, 4, 0)
-
-    def seen(self):
-        return struct.unpack_from("I", self.memory, 16)[0]
-
-    def failed(self):
-        return struct.unpack_from("I", self.memory, 20)[0]
-
-
-def unverified():
-    context = ssl.create_default_context()
-    context.check_hostname = False
-    context.verify_mode = ssl.CERT_NONE
-    return context
-
-
-CONTEXT = unverified()
-ANSWER = re.compile(rb"HTTP/1\.1 (\d{3}) [^\r]*\r\n((?:[^\r]+\r\n)*)\r\n")
+CONTEXT = play.tls_context()
 
 
 def read_answer(client):
@@ -129,27 +102,9 @@ def read_answer(client):
     return data
 
 
-def outcome(data):
-    """The statuses of whole answers ("200 200"), "closed" for none, "cut" when the last one is not whole."""
-    statuses = []
-    while data:
-        head = ANSWER.match(data)
-        if head is None:
-            return "cut"
-        data = data[head.end():]
-        if head.group(1) == b"100":
-            continue
-        length = re.search(rb"(?m)^Content-Length: (\d+)\r$", head.group(2))
-        size = int(length.group(1)) if length else 0
-        if len(data) < size:
-            return "cut"
-        data = data[size:]
-        statuses.append(head.group(1).decode())
-    return " ".join(statuses) or "closed"
-
-
 def ask(web, pieces, tls=False, held=None, late=False):
-    """Sends the pieces, each when what the one before sets going has begun, and reads to the end."""
+    """Sends the pieces, each when what the one before sets going has begun, and reads to the end. Nothing when that does
+    not come."""
     with socket.socket() as plain:
         plain.settimeout(PATIENCE_SECS)
         if late:
@@ -170,11 +125,11 @@ def ask(web, pieces, tls=False, held=None, late=False):
                 finally:
                     if held:
                         os.kill(held, signal.SIGCONT)
-                return outcome(read_answer(client))
+                return read_answer(client)
         except TimeoutError:
-            return "hangs"
+            return None
         except (ConnectionError, ssl.SSLError):
-            return "closed"
+            return b""
 
 
 def get(path, host="p"):
@@ -187,29 +142,47 @@ def post(path, body, length=None, more=""):
     return [head.encode(), body.encode()]
 
 
-LOGIN = "username=nobody&password=x"
+# Without a name and a password: the manager has nothing to try.
+LOGIN = "username=&password=&dst=http%3A%2F%2Fwww.example.com%2F"
 WAITING = "Expect: 100-continue\r\n"
 
 
-# name -> (the pieces of a request, how it is asked, what it is answered when nothing fails)
+class Request(NamedTuple):
+    """What is asked, how, and what may be answered."""
+
+    pieces: list
+    how: dict
+    says: list  # of each answer when nothing fails: its status and a part of its body
+    besides: list  # answers that tell of trouble, beside the one that is given without a manager
+
+
+# What a page may be answered that cannot be read, that memory is missing for, or a descriptor or a thread.
+OF_A_PAGE = [answers.standard(404), answers.standard(500), answers.standard(503)]
+OF_A_FORM = OF_A_PAGE + [answers.standard(400, "can&#39;t read POST data")]
+LOGIN_PAGE, STYLE = (200, b'name="username"'), (200, b":root {")
+RETURNED = (200, b"http%3A%2F%2Fwww.example.com%2F")
+REDIRECT = (302, b"http://p/login?dst=")
+
 REQUESTS = {
-    "page": ([get("/login")], {}, "200"),
-    "two pages": ([get("/login").replace(b"close", b"keep-alive") + get("/style.css")], {}, "200 200"),
-    "interception": ([get("/news", "www.example.com")], {}, "302"),
-    "TLS interception": ([get("/news", "www.example.com")], {"tls": True}, "302"),
-    "slow manager": ([get("/login")], {"held": True}, "200"),
-    "late body": (post("/login", LOGIN, more=WAITING), {}, "200"),
-    "large file": ([get("/large.bin")], {"late": True}, "200"),
-    "long body": (post("/login", "x" * 200000), {}, "400"),
-    "unread body": ([get("/style.css").replace(b"\r\n\r\n", b"\r\nContent-Length: 5\r\n\r\nx")], {}, "200"),
-    "malformed": ([b"GET / HTTP/1.1\r\nHost: p\r\nHost: p\r\n\r\n"], {}, "400"),
-    "TLS page": ([get("/login")], {"tls": True}, "200"),
-    "TLS slow manager": ([get("/login")], {"tls": True, "held": True}, "200"),
-    "TLS late body": (post("/login", LOGIN, more=WAITING), {"tls": True}, "200"),
-    "TLS large file": ([get("/large.bin")], {"tls": True, "late": True}, "200"),
+    "page": Request([get("/login")], {}, [LOGIN_PAGE], OF_A_PAGE),
+    "two pages": Request([get("/login").replace(b"close", b"keep-alive") + get("/style.css")], {},
+                         [LOGIN_PAGE, STYLE], OF_A_PAGE),
+    "interception": Request([get("/news", "www.example.com")], {}, [REDIRECT], OF_A_PAGE),
+    "TLS interception": Request([get("/news", "www.example.com")], {"tls": True}, [REDIRECT], OF_A_PAGE),
+    "slow manager": Request([get("/login")], {"held": True}, [LOGIN_PAGE], OF_A_PAGE),
+    "late body": Request(post("/login", LOGIN, more=WAITING), {}, [RETURNED], OF_A_FORM),
+    "large file": Request([get("/large.bin")], {"late": True}, [(200, b"x" * LARGE_BYTES)], OF_A_PAGE),
+    "long body": Request(post("/login", "x" * 200000), {}, [(400, b"read POST data")], OF_A_FORM),
+    "unread body": Request([get("/style.css").replace(b"\r\n\r\n", b"\r\nContent-Length: 5\r\n\r\nx")], {}, [STYLE],
+                           OF_A_FORM),
+    "malformed": Request([b"GET / HTTP/1.1\r\nHost: p\r\nHost: p\r\n\r\n"], {}, [(400, b"")],
+                         [answers.standard(500)]),
+    "TLS page": Request([get("/login")], {"tls": True}, [LOGIN_PAGE], OF_A_PAGE),
+    "TLS slow manager": Request([get("/login")], {"tls": True, "held": True}, [LOGIN_PAGE], OF_A_PAGE),
+    "TLS late body": Request(post("/login", LOGIN, more=WAITING), {"tls": True}, [RETURNED], OF_A_FORM),
+    "TLS large file": Request([get("/large.bin")], {"tls": True, "late": True}, [(200, b"x" * LARGE_BYTES)],
+                              OF_A_PAGE),
 }
-# What a request may be answered that something failed for.
-TROUBLE = {"200", "302", "400", "404", "405", "500", "503"}
 
 
 class Subject:
@@ -217,27 +190,36 @@ class Subject:
 
     def __init__(self, stack, directory):
         self.stack, self.directory = stack, directory
-        self.library = directory / "failing_calls.so"
-        shutil.copy(os.environ["HOTSPOT_FAILING_CALLS"], self.library)
-        self.plan = Plan(directory / "plan")
-        self.manager = servers.start_manager(stack, directory / "manager")
-        (self.manager.pages / "large.bin").write_bytes(b"x" * LARGE_BYTES)
-        self.problems, self.ended, self.failures, self.web = [], 0, 0, None
+        self.plan = faults.Plan(directory)
+        self.problems, self.ended, self.web = [], 0, None
+        self.right, self.alone = {}, {}
+        self.start_manager()
+        self.web = self.start_web()
+        self.manager.stop()
+        self.alone = {what: self.answers(what) for what in REQUESTS}
+        self.start_manager()
+        self.right = {what: self.answers(what) for what in REQUESTS}
+        for what, request in REQUESTS.items():
+            for answer, (status, part) in itertools.zip_longest(self.right[what], request.says):
+                if answer.status != status or part not in answer.body:
+                    raise SystemExit(f"{what}: answered {answer}")
         self.start()
 
-    def environment(self):
-        # A path with a blank would be two for the loader: the temporary directory has none.
-        return {"LD_PRELOAD": str(self.library), "FAILING_CALLS": str(self.directory / "plan"),
-                "ASAN_OPTIONS": "verify_asan_link_order=0:allocator_may_return_null=1"}
+    def start_manager(self):
+        self.manager = servers.start_manager(self.stack, self.directory / "manager", "guesses-per-minute = 0\n")
+        (self.manager.pages / "large.bin").write_bytes(b"x" * LARGE_BYTES)
+
+    def start_web(self):
+        web = servers.HotspotWeb(
+            self.stack, self.directory / "web", servers.BUILD / "lib/hotspot.so",
+            self.manager.web_settings + servers.timeouts(TIMEOUT_SECS), workers=1, **self.plan.environment())
+        (self.worker,) = servers.eventually("a worker is there", web.workers)
+        return web
 
     def start(self, fresh=False):
         """Starts the server anew; when it is to be fresh it has served nothing yet."""
         self.stop()
-        self.web = servers.HotspotWeb(
-            self.stack, self.directory / "web", servers.BUILD / "lib/hotspot.so",
-            self.manager.web_settings + servers.timeouts(TIMEOUT_SECS), workers=1, **self.environment())
-        self.web.manager = self.manager
-        (self.worker,) = servers.eventually("a worker is there", self.web.workers)
+        self.web = self.start_web()
         if not fresh:
             self.check_right("at the start", ["slow manager", "TLS page"])
             self.descriptors = self.count_descriptors()
@@ -259,16 +241,44 @@ class Subject:
         return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK") if fields else 0
 
     def ask(self, what):
-        pieces, how, _ = REQUESTS[what]
-        if "held" in how:
+        request = REQUESTS[what]
+        how = request.how
+        if "held" in how and self.manager.running():
             how = how | {"held": self.manager.process.pid}
-        return ask(self.web, pieces, **how)
+        return ask(self.web, request.pieces, **how)
+
+    def answers(self, what):
+        """All that was answered, whole."""
+        found, rest = answers.take(self.ask(what))
+        if rest:
+            raise SystemExit(f"{what}: {rest[:80]} behind {len(found)} answers")
+        return found
+
+    def wrong_with(self, what, data, breaks):
+        """Says what may not be answered; nothing when all is as it may be."""
+        if data is None:
+            return "hangs"
+        found, rest = answers.take(data)
+        for number, answer in enumerate(found):
+            if answer not in self.allowed(what, number):
+                return f"answered {answer}"
+        if rest and not breaks:
+            return f"cut, {len(rest)} bytes"
+        if rest and not any(answers.is_begun(rest, whole) for whole in self.allowed(what, len(found))):
+            return f"cut, and not a right beginning: {rest[:300]}"
+        return ""
+
+    def allowed(self, what, number):
+        if number >= len(self.right[what]):
+            return []
+        right, alone = self.right[what][number], self.alone[what][number]
+        return [right, alone, answers.late(alone), *REQUESTS[what].besides]
 
     def check_right(self, when, requests=tuple(REQUESTS)):
         for what in requests:
-            came, right = self.ask(what), REQUESTS[what][2]
-            if came != right:
-                self.problems.append(f"{when}: {what}: {came} instead of {right}")
+            came = answers.take(self.ask(what) or b"")
+            if came != (self.right[what], b""):
+                self.problems.append(f"{when}: {what}: {[*map(str, came[0])]} and {came[1][:80]}")
 
     def begin(self, call):
         if call in OF_A_FRESH_SERVER:
@@ -277,34 +287,36 @@ class Subject:
     def calls(self, what, call):
         """How many calls of that kind the request makes when none fails."""
         self.begin(call)
-        self.plan.set(call, "EIO", FOREVER, 1, self.worker)
+        self.plan.set(call, "EIO", faults.FOREVER, 1, self.worker)
         self.check_right(f"counting {call}", [what])
         self.plan.clear()
         return self.plan.seen()
 
     def attempt(self, what, call, error, first, count):
-        """One request in which something fails, and one after it."""
+        """One request in which something fails, and one after it. Whether anything failed."""
         when = f"{what}: {count} x {call} {error} from the {first}. on"
         self.begin(call)
         self.plan.set(call, error, first, count, self.worker)
         came = self.ask(what)
         failed = self.plan.failed()
-        self.failures += failed
         self.plan.clear()
-        if came == "hangs" or (came == "cut" and call not in BREAKING):
-            self.problems.append(f"{when}: {came}")
-        elif came not in ("closed", "cut") and not set(came.split()) <= TROUBLE:
-            self.problems.append(f"{when}: answered {came}")
+        if wrong := self.wrong_with(what, came, call in BREAKING):
+            self.problems.append(f"{when}: {wrong}")
         if failed:
             self.settle(when)
+        return failed > 0
 
     def settle(self, when):
         """What a fault leaves behind, and whether all is right again."""
-        # The end of a worker is seen a little later than that of its connections.
-        if self.ask("page") != "200" or self.web.workers() != [self.worker]:
-            self.ended += 1
-            servers.eventually("another worker", lambda: self.web.workers() not in ([], [self.worker]))
-            self.check_right(f"after {when}, by another worker", ["page"])
+        came = answers.take(self.ask("page") or b"")
+        if came != (self.right["page"], b"") or self.web.workers() != [self.worker]:
+            # The end of a worker is seen a little later than that of its connections.
+            try:
+                servers.eventually("another worker", lambda: self.web.workers() not in ([], [self.worker]))
+                self.ended += 1
+                self.check_right(f"after {when}, by another worker", ["page"])
+            except SystemExit:
+                self.problems.append(f"after {when}: page: {[*map(str, came[0])]} and {came[1][:80]}")
             self.start()
             return
         try:
@@ -321,35 +333,33 @@ class Subject:
             self.problems.append(f"{when}: {used:.2f} s of processor in 0.4 s of idleness")
 
 
-def sweep(subject, call, errors, most, some, chosen):
-    """The places at which a call of that kind can fail, in so many of the requests that make it; returns how many
-    there were."""
+def sweep(subject, call, requests, most, some, chosen):
+    """Places at which a call of that kind can fail: each one, unless `most` of a request, of `some` requests that make the
+    call, are enough. Returns how many there were."""
     tried = met = 0
-    subject.failures = 0
-    for what in chosen.sample(list(REQUESTS), len(REQUESTS)):
-        places = list(itertools.product(range(1, subject.calls(what, call) + 1), errors, (1, 4)))
-        if len(places) > most:
-            places = chosen.sample(places, most)
-        for first, error, count in places:
-            subject.attempt(what, call, error, first, count)
-        tried += len(places)
+    for what in requests:
+        if most is None:
+            tried += faults.every_place(functools.partial(subject.attempt, what, call), CALLS[call], COUNTS)
+            continue
+        places = list(itertools.product(range(1, subject.calls(what, call) + 1), CALLS[call], COUNTS))
+        for first, error, count in chosen.sample(places, min(most, len(places))):
+            tried += subject.attempt(what, call, error, first, count)
         met += bool(places)
         if met == some:
             break
-    if not subject.failures:
-        subject.problems.append(f"{call}: none failed in {tried} tries: nothing was shown")
     subject.check_right(f"after {call}")
     subject.check_idle(call)
     return tried
 
 
-def persist(subject, call, error):
+def persist(subject, call):
     """Fails every time for a while: the server does not keep a processor busy meanwhile, and serves again after it. Returns
     whether anything failed: which way a reply is waited for is a matter of moments."""
+    error = PERSISTENT_CALLS[call]
     subject.start()
     subject.begin(call)
     when = f"{call} {error} all the time"
-    subject.plan.set(call, error, 1, FOREVER, subject.worker)
+    subject.plan.set(call, error, 1, faults.FOREVER, subject.worker)
     asking = [threading.Thread(target=subject.ask, args=(what,)) for what in PERSISTENT]
     for each in asking:
         each.start()
@@ -376,14 +386,14 @@ def live(subject, call, error, first):
     subject.plan.set(call, error, first, 1, 0)
     config = subject.directory / "web/web.toml"
     life = servers.Program(subject.stack, subject.directory / "web", servers.BUILD / "bin/hotspot-web",
-                           "--config", config, **subject.environment())
+                           "--config", config, **subject.plan.environment())
     life.manager = subject.manager
 
     def serves():
         found = servers.HotspotWeb.listening(life) if life.running() else None
         if found:
             life.port, life.tls_port = map(int, found.groups())
-        return not life.running() or (found and ask(life, [get("/login")]) == "200")
+        return not life.running() or (found and answers.take(ask(life, [get("/login")]) or b"")[0] == subject.right["page"])
 
     life.address = "127.0.0.1"
     try:
@@ -415,52 +425,87 @@ def group_alive(group):
     return False
 
 
-def live_all(subject, most, chosen):
-    """Lives in which something fails: how many there were."""
+def live_all(subject, call, most, chosen):
+    """Lives in which such a call fails: how many there were."""
     subject.stop()
     subject.web = None
     lives = 0
-    for call, errors in CALLS_OF_A_LIFE.items():
-        before = lives
-        for error in errors:
-            subject.plan.set(call, error, FOREVER, 1, 0)
-            live(subject, call, error, FOREVER)
-            places = list(range(1, subject.plan.seen() + 1))
-            for first in chosen.sample(places, min(most, len(places))):
-                lives += live(subject, call, error, first)
-        if lives == before:
-            subject.problems.append(f"{call}: failed in no life: nothing was shown")
+    for error in CALLS_OF_A_LIFE[call]:
+        live(subject, call, error, faults.FOREVER)
+        places = list(range(1, subject.plan.seen() + 1))
+        for first in chosen.sample(places, min(most, len(places))):
+            lives += live(subject, call, error, first)
     return lives
+
+
+class Unit(NamedTuple):
+    """What one server is put through: "once" in each of the requests, "for a while", or in its "life"."""
+
+    how: str
+    call: str
+    requests: tuple = ()
+
+
+def units(args):
+    for call in CALLS:
+        if args.most is None:
+            yield from (Unit("once", call, (what,)) for what in REQUESTS)
+        else:
+            yield Unit("once", call, tuple(random.Random(f"{args.seed} {call}").sample(list(REQUESTS), len(REQUESTS))))
+    yield from (Unit("for a while", call) for call in PERSISTENT_CALLS)
+    yield from (Unit("life", call) for call in CALLS_OF_A_LIFE)
+
+
+def work(args, directory, taken):
+    """What each unit came to: the number of places at which something failed, of workers that ended, and seconds;
+    and what was wrong."""
+    with contextlib.ExitStack() as stack:
+        subject = Subject(stack, directory)
+        for unit in taken:
+            begun, ended = time.monotonic(), subject.ended
+            chosen = random.Random(f"{args.seed} {unit}")
+            if unit.how == "life":
+                failed = live_all(subject, unit.call, args.lives, chosen)
+            else:
+                if subject.web is None:
+                    subject.start()
+                if unit.how == "once":
+                    failed = sweep(subject, unit.call, unit.requests, args.most, args.some, chosen)
+                else:
+                    failed = any(persist(subject, unit.call) for _ in range(10))
+            figures = collections.Counter(failed=failed, ended=subject.ended - ended, secs=time.monotonic() - begun)
+            yield unit, (figures, subject.problems)
+            subject.problems = []
+        subject.stop()
+        if subject.problems:
+            raise SystemExit("\n".join(subject.problems))
 
 
 def main():
     options = argparse.ArgumentParser()
-    options.add_argument("--most", type=int, default=FOREVER)
+    options.add_argument("--most", type=int)
     options.add_argument("--some", type=int, default=len(REQUESTS))
+    options.add_argument("--lives", type=int, default=16)
+    options.add_argument("--jobs", type=int, default=1)
     options.add_argument("--seed", type=int, default=1)
-    options.add_argument("--call", default="")
+    options.add_argument("--call", default="", help="this kind alone")
+    options.add_argument("--how", default="", help="once, for a while or life alone")
     args = options.parse_args()
-    chosen = random.Random(args.seed)
-    with tempfile.TemporaryDirectory(prefix="hotspot-calls-") as name, contextlib.ExitStack() as stack:
-        subject = Subject(stack, Path(name))
-        for call, errors in CALLS.items():
-            if args.call in ("", call):
-                begun = time.monotonic()
-                tried = sweep(subject, call, errors, args.most, args.some, chosen)
-                print(f"{call:<16} {tried:6} places, {subject.ended} workers ended, "
-                      f"{time.monotonic() - begun:.0f} s", flush=True)
-        if args.call in ("", "persistent"):
-            for call, error in PERSISTENT_CALLS.items():
-                if not any(persist(subject, call, error) for _ in range(10)):
-                    subject.problems.append(f"{call} {error} all the time: none failed: nothing was shown")
-            print(f"{len(PERSISTENT_CALLS)} kinds that failed for a while, {subject.ended} workers ended", flush=True)
-        if args.call in ("", "life"):
-            begun = time.monotonic()
-            print(f"{live_all(subject, args.most, chosen)} lives, {time.monotonic() - begun:.0f} s")
-        subject.stop()
-    for problem in subject.problems[:40]:
-        print(problem)
-    return 1 if subject.problems else 0
+    chosen = [unit for unit in units(args) if args.call in ("", unit.call) and args.how in ("", unit.how)]
+    problems, sums = [], collections.defaultdict(collections.Counter)
+    begun = time.monotonic()
+    for unit, (figures, wrong) in faults.side_by_side(args.jobs, chosen, functools.partial(work, args)):
+        problems += wrong
+        sums[unit[:2]] += figures
+        if wrong:
+            print(unit, *wrong[:5], sep="\n", flush=True)
+    for (how, call), sum_ in sums.items():
+        print(f"{call:<16} {how:<12} {sum_['failed']:6} places, {sum_['ended']} workers ended, {sum_['secs']:.0f} s")
+        if not sum_["failed"]:
+            problems.append(call)
+            print(f"{call}, {how}: none failed: nothing was shown")
+    print(f"{sum(each['failed'] for each in sums.values())} places in {time.monotonic() - begun:.0f} s")
+    return 1 if problems else 0
 
 
 if __name__ == "__main__":

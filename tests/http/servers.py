@@ -152,9 +152,9 @@ def add_literal_names(pages):
         path.write_text(f"the file {name}\n")
 
 
-def start_manager(stack, directory):
-    """The real manager, with pages of its own; `web_settings` are what hotspot-web needs of them. A second call for
-    a directory starts it again after its end."""
+def start_manager(stack, directory, settings="", **environment):
+    """The real manager, with pages of its own; `settings` are lines of its TOML file, `web_settings` are what
+    hotspot-web needs of it. A second call for a directory starts it again after its end."""
     directory.mkdir(exist_ok=True)
     pages = directory / "pages"
     shutil.copytree(BUILD / "share/hotspot/pages", pages, dirs_exist_ok=True)
@@ -170,8 +170,9 @@ admin-socket = "{admin}"
 database = "{managers}/manager.db"
 html-dir = "{pages}/"
 dns-name = "p"
+{settings}
 """)
-    manager = Program(stack, managers, BUILD / "bin/hotspot-manager", "--config", config)
+    manager = Program(stack, managers, BUILD / "bin/hotspot-manager", "--config", config, **environment)
 
     def ready():
         manager.check()

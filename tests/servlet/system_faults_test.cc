@@ -86,6 +86,52 @@ TEST(SystemCalls, MappingAtNoAddressIsAFailure) {
                                              "p.html: "));
 }
 
+// There is nothing to be done about it; what is answered is whole.
+TEST(SystemCalls, FileThatCannotBeUnmappedOrClosedIsAnsweredAllTheSame) {
+  for (const char* name : {"p.html", "p.css"}) {
+    Visit visit;
+    visit.pages.write(name, "0123456789ab");
+    HsConn conn = visit.connection();
+    CallWatch watch;
+    watch.failMunmap(ENOMEM);
+    watch.failClose(EIO);
+    conn.showFile(name, "");
+    EXPECT_EQ(watch.fileCalls(),
+              (Lines{"open " + visit.pages.path() + name, "mmap 12", "munmap 12", "close"}))
+        << "neither is tried again: the descriptor may be another's by then";
+    EXPECT_EQ(watch.openFiles, 0);
+    EXPECT_EQ(visit.body(), "0123456789ab");
+    EXPECT_TRUE(visit.resp.errors.empty());
+  }
+}
+
+TEST(SystemCalls, FileThatCannotBeMappedNorClosedIsClosedOnceAndSaysWhyOfTheMapping) {
+  Visit visit;
+  visit.pages.write("p.html", "page");
+  HsConn conn = visit.connection();
+  CallWatch watch;
+  watch.failMmap(ENOMEM);
+  watch.failClose(EIO);
+  conn.showFile("p.html", "");
+  EXPECT_EQ(watch.fileCalls(), (Lines{"open " + visit.pages.path() + "p.html", "mmap 4", "close"}));
+  EXPECT_EQ(visit.resp.errors, (Answers{{404, ""}}));
+  EXPECT_TRUE(visit.debug.text().ends_with(std::string(": ") + std::strerror(ENOMEM) + "\n"));
+}
+
+TEST(SystemCalls, DroppedClientIsDroppedWhenItsSocketCannotBeClosed) {
+  Visit visit;
+  visit.pages.write("error.html", "gone");
+  visit.req.path = "help.html";
+  visit.reply().error(0xfe0004, "bye");
+  CallWatch watch;
+  watch.failClose(EIO);
+  visit.serve();
+  EXPECT_EQ(watch.fileCalls(), (Lines{"close", "open " + visit.pages.path() + "error.html",
+                                      "mmap 4", "munmap 4", "close"}));
+  EXPECT_FALSE(visit.resp.keepAlive);
+  EXPECT_FALSE(visit.resp.reusable);
+}
+
 TEST(SystemCalls, FailureOfAPageKeepsTheHeaderAddedBeforeIt) {
   Visit visit;
   visit.pages.write("p.html", "page");

@@ -112,6 +112,10 @@ void* __wrap_mmap64(void* at, std::size_t size, int protection, int flags, int f
 int __wrap_munmap(void* at, std::size_t size) {
   if (watch != nullptr) {
     watch->note("munmap " + std::to_string(size));
+    if (watch->munmapError != 0) {
+      errno = watch->munmapError;
+      return -1;
+    }
     --watch->mappings;
   }
   return __real_munmap(at, size);
@@ -122,7 +126,10 @@ int __wrap_close(int fd) {
     watch->note("close");
     --watch->openFiles;
   }
-  return __real_close(fd);
+  const int result = __real_close(fd);
+  if (watch == nullptr || watch->closeError == 0) return result;
+  errno = watch->closeError;
+  return -1;
 }
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {

@@ -21,6 +21,9 @@ class CallWatch {
   // From now on these fail with that errno; 0: succeed.
   void failOpen(int error) { openError = error; }
   void failMmap(int error) { mmapError = error; }
+  // The descriptor is gone all the same, as the system has it; the mapping stays.
+  void failClose(int error) { closeError = error; }
+  void failMunmap(int error) { munmapError = error; }
   // From now on a mapping comes about at the null address.
   void mapNowhere() { nowhere = true; }
 
@@ -39,6 +42,8 @@ class CallWatch {
   int mappings = 0;                // mapped and not unmapped
   int openError = 0;
   int mmapError = 0;
+  int closeError = 0;
+  int munmapError = 0;
   bool nowhere = false;
 };
 

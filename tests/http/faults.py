@@ -1,0 +1,112 @@
+"""A program whose Nth call of a kind fails (failing_calls.cc), and several of them side by side."""
+
+import contextlib
+import errno
+import mmap
+import multiprocessing
+import os
+import queue
+import shutil
+import struct
+import tempfile
+import traceback
+from pathlib import Path
+
+FOREVER = 1 << 30
+
+
+class Plan:
+    """Which call fails; failing_calls.cc has the same fields."""
+
+    FORM = "iIIiII40s"
+
+    def __init__(self, directory):
+        self.library = directory / "failing_calls.so"
+        shutil.copy(os.environ["HOTSPOT_FAILING_CALLS"], self.library)
+        self.path = directory / "plan"
+        self.path.write_bytes(bytes(struct.calcsize(self.FORM)))
+        with open(self.path, "r+b") as file:
+            self.memory = mmap.mmap(file.fileno(), 0)
+
+    def environment(self):
+        """What a program needs to follow the plan. A path with a blank would be two for the loader: the temporary
+        directory has none."""
+        return {"LD_PRELOAD": str(self.library), "FAILING_CALLS": str(self.path),
+                "ASAN_OPTIONS": "verify_asan_link_order=0:allocator_may_return_null=1"}
+
+    def set(self, call, error, first, count, process):
+        # The place last: it is what makes the plan one.
+        self.clear()
+        struct.pack_into("iI", self.memory, 0, getattr(errno, error), 0)
+        struct.pack_into("IiII40s", self.memory, 8, count, process, 0, 0, call.encode())
+        struct.pack_into("I", self.memory, 4, first)
+
+    def clear(self):
+        struct.pack_into("I", self.memory, 4, 0)
+
+    def seen(self):
+        return struct.unpack_from("I", self.memory, 16)[0]
+
+    def failed(self):
+        return struct.unpack_from("I", self.memory, 20)[0]
+
+
+def every_place(attempt, errors, counts):
+    """The first call of a kind fails, then the second, ...: until so many are not made. attempt(error, first, count)
+    tells whether one failed. How many there were."""
+    tried = 0
+    for error in errors:
+        for count in counts:
+            first, missed = 1, 0
+            # Once more: how many there are is a matter of moments, of a wait for one.
+            while missed < 2:
+                failed = attempt(error, first, count)
+                missed = 0 if failed else missed + 1
+                first += bool(failed)
+                tried += bool(failed)
+    return tried
+
+
+def side_by_side(jobs, units, work):
+    """Yields what the units came to, as pairs of a unit and its result, in the order in which they are done.
+
+    work(directory, units) yields such pairs too, in one of so many processes, each with a directory of its own."""
+    tasks, results = multiprocessing.Queue(), multiprocessing.Queue()
+    for index in range(len(units)):
+        tasks.put(index)
+
+    def taken():
+        with contextlib.suppress(queue.Empty):
+            while True:
+                yield units[tasks.get(timeout=1)]
+
+    def run():
+        try:
+            with tempfile.TemporaryDirectory(prefix="hotspot-calls-") as name:
+                for unit, result in work(Path(name), taken()):
+                    results.put((unit, result))
+            results.put(None)
+        except BaseException:
+            results.put(traceback.format_exc())
+            raise
+
+    processes = [multiprocessing.Process(target=run, daemon=True) for _ in range(jobs)]
+    for process in processes:
+        process.start()
+    left = jobs
+    while left:
+        try:
+            got = results.get(timeout=1)
+        except queue.Empty:
+            # One that was killed says nothing.
+            if any(process.exitcode not in (None, 0) for process in processes):
+                raise SystemExit("one of those side by side was killed") from None
+            continue
+        if isinstance(got, str):
+            raise SystemExit(got)
+        if got is None:
+            left -= 1
+        else:
+            yield got
+    for process in processes:
+        process.join()
