@@ -38,6 +38,7 @@ void checkPage(const PageFile& file, Links* links, FileFindings* findings) {
     if (!file.isHtml) continue;
     links->check(check);
     checkForms(check);
+    checkPolicy(check);
   }
 }
 

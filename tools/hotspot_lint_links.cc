@@ -209,9 +209,10 @@ void Links::checkStyle(const PageFile& file, FileFindings& findings) {
 void Links::checkCss(const PageFile& file, FileFindings& findings, std::string_view text,
                      const std::vector<std::uint32_t>* source, std::size_t begin, std::size_t end) {
   constexpr std::string_view kOpener = "url(";
+  text = text.substr(0, end);  // nothing is looked for behind it, however many styles a page has
   for (std::size_t at = begin;;) {
     at = text.find(kOpener, at);
-    if (at == std::string_view::npos || at >= end) return;
+    if (at == std::string_view::npos) return;
     at += kOpener.size();
     const std::size_t close = std::min(text.find(')', at), end);
     std::string_view value = trimmed(text.substr(at, close - at));

@@ -94,6 +94,7 @@ void checkReferences(const PageCheck& page);  // to variables that are not alway
 // An opener that opens nothing: whether a directive was meant.
 void checkLiteral(const PageCheck& page, const Directive& literal, Place place);
 void checkValues(const ViewCheck& check);  // escaped or not
+void checkPolicy(const ViewCheck& check);  // what the page forbids itself
 void checkEncoding(const PageCheck& page, const Html& html);
 
 }  // namespace lint

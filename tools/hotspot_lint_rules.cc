@@ -41,6 +41,8 @@ constexpr RuleInfo kRules[] = {
     {Rule::kFormField, "form-field", kWarning, "a form field that its handler does not read"},
     {Rule::kFormMethod, "form-method", kWarning,
      "a form that is sent in a way that does not work or is not safe"},
+    {Rule::kPolicy, "policy", kError,
+     "what the page's own Content-Security-Policy keeps from running or being loaded"},
     {Rule::kUnreadable, "unreadable", kError, "a file that the module cannot send"},
 };
 

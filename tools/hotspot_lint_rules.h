@@ -43,6 +43,7 @@ enum class Rule {
   kPageSize,
   kFormField,
   kFormMethod,
+  kPolicy,
   kUnreadable,
 };
 

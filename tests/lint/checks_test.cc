@@ -256,6 +256,70 @@ TEST(Checks, Forms) {
                   {"<form action=login method=post enctype=multipart/form-data></form>", 1}});
 }
 
+std::string withPolicy(const std::string& policy, const std::string& rest) {
+  return "<meta http-equiv=Content-Security-Policy content=\"" + policy + "\">" + rest;
+}
+
+TEST(Checks, PagesKeepTheirOwnPolicy) {
+  // The digests of "run()" and "a\nb" (openssl dgst -sha256 -binary | base64).
+  const std::string run = "'sha256-AvyuiL0SD1mVY3NNxR+V2uo+lhk6RMFrytWmRt6CrJQ='";
+  const std::string lineEnds = "'sha256-fhj3NzEbLcOy8mndeDlrA1HxT7Zu+oefdoyyMYGIPHg='";
+  const struct {
+    std::string policy;
+    std::string rest;
+    std::size_t findings;
+  } cases[] = {
+      {"script-src " + run, "<script>run()</script>", 0},
+      {"script-src " + run, "<script>run();</script>", 1},
+      {"script-src 'sha384-SVfatnSJinMW2kaY0tNr8GWYTbuLjipKiHfYDnLbPSlyVycMxOEHwtGmEAbxJXc1'",
+       "<script>run()</script>", 0},
+      {"default-src " + run, "<script>run()</script>", 0},
+      {"script-src-elem " + run + "; script-src 'none'", "<script>run()</script>", 0},
+      {"script-src 'none'; script-src " + run, "<script>run()</script>", 1},
+      {"script-src " + lineEnds, "<script>a\r\nb</script>", 0},
+      {"script-src 'unsafe-inline'", "<script>x</script><p onclick=x>", 0},
+      {"script-src 'unsafe-inline' " + run, "<script>x</script><p onclick=x>", 2},
+      {"script-src 'nonce-n1'", "<script nonce=n1>x</script><script nonce=n2>x</script>", 1},
+      {"script-src " + run, "<script>$(if trial == yes)run()$(else)other()$(endif)</script>", 1},
+      {"script-src " + run, "<script>x('$(username-esc)')</script>", 1},
+      {"style-src 'self'", "<script>x</script><p onclick=x>", 0},
+      {"default-src 'none'", "<script type=\"application/json\">{}</script>", 0},
+      {"default-src 'none'", "<script type=module>x</script>", 1},
+      {"default-src 'none'", "<script></script><script src=\"\"></script>", 0},
+      {"style-src " + run, "<style>run()</style><style>other</style>", 1},
+      {"style-src 'self'", "<p style=\"x\">", 1},
+      {"style-src 'unsafe-hashes' " + run, "<p style=\"x\">", 0},
+      {"default-src 'self'", "<img src=logo.svg><script src=a.js></script>", 0},
+      {"default-src 'none'", "<img src=logo.svg><script src=a.js></script>", 2},
+      {"default-src 'none'; img-src data:", "<img src=\"data:,\"><link rel=icon href=\"data:,\">",
+       0},
+      {"default-src 'none'; img-src 'self'", "<img src=\"data:,\"><img src=logo.svg>", 1},
+      {"img-src http://$(hostname-esc)", "<img src=logo.svg>", 0},
+      {"default-src 'none'", "<img src=\"$(var-esc)\"><a href=terms.html>x</a>", 0},
+      {"default-src 'none'; style-src 'self'", "<link rel=stylesheet href=a.css>", 0},
+      {"default-src 'none'", "<link rel=stylesheet href=a.css><link rel=canonical href=a>", 1},
+      {"default-src &#39;self&#39;", "<img src=logo.svg>", 0},
+      {"default-src 'none'; script-src 'self'$(if trial == yes) 'unsafe-inline'$(endif)",
+       "<script>x</script>", 1},
+  };
+  for (const auto& c : cases) {
+    const std::vector<std::string> lines =
+        found("status.html", withPolicy(c.policy, c.rest), Rule::kPolicy);
+    EXPECT_EQ(lines.size(), c.findings)
+        << c.policy << c.rest << (lines.empty() ? std::string() : "\n" + lines[0]);
+  }
+  expectFindings(Rule::kPolicy, {{"<script>x</script><p onclick=x style=y>", 0}});
+  EXPECT_EQ(found("status.html", "<script>x</script>" + withPolicy("default-src 'none'", ""),
+                  Rule::kPolicy),
+            std::vector<std::string>())
+      << "a policy counts for what stands behind it";
+  EXPECT_EQ(found("status.html", withPolicy("script-src 'self'", "\n<script>run()</script>"),
+                  Rule::kPolicy),
+            std::vector<std::string>({"2:1: this script does not run: the page's own policy "
+                                      "forbids it (script-src); put it into a file, or " +
+                                      run + " into the policy"}));
+}
+
 TEST(Checks, LanguagesFallBackInTheirOwnWay) {
   const ScratchDir scratch;
   for (const char* name :
