@@ -13,14 +13,24 @@ std::vector<Json> parseLines(const std::string& text) {
   return values;
 }
 
-Replayed replay(const std::string& lines, const std::vector<std::string>& arguments) {
+namespace {
+
+Replayed play(const std::vector<std::string>& command, const std::string& lines) {
   const ScratchDir tmp;
-  std::vector<std::string> command = {TEST_REPLAY, "--module", TEST_MODULE};
-  command.insert(command.end(), arguments.begin(), arguments.end());
   const Ended ended = runProgram(command, lines, tmp.path());
   EXPECT_TRUE(std::filesystem::is_empty(tmp.path())) << "something was left in TMPDIR";
   return {ended.status, ended.out, ended.err, parseLines(ended.out)};
 }
+
+}  // namespace
+
+Replayed replay(const std::string& lines, const std::vector<std::string>& arguments) {
+  std::vector<std::string> command = {TEST_REPLAY, "--module", TEST_MODULE};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  return play(command, lines);
+}
+
+Replayed playWatched(const std::string& lines) { return play({TEST_PLAYER, TEST_MODULE}, lines); }
 
 Json replayOne(const Json& scenario) {
   const Replayed replayed = replay(scenario.dump() + "\n");

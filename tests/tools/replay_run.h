@@ -20,6 +20,9 @@ struct Replayed {
 // runs when the program leaves anything in its temporary directory.
 Replayed replay(const std::string& lines, const std::vector<std::string>& arguments = {});
 
+// The same by scenario-player, which adds the files that were asked for.
+Replayed playWatched(const std::string& lines);
+
 // The result of one scenario that is expected to be valid.
 Json replayOne(const Json& scenario);
 

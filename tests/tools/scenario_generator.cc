@@ -297,6 +297,8 @@ Json ScenarioGenerator::reply() {
   for (const std::string& id : kStrings) {
     if (chance(25)) fields[id] = toJsonBytes(value());
   }
+  // The server's name, which stands in what is redirected to.
+  if (chance(10)) fields["0x2000044e"] = toJsonBytes("p.example\r\nSet-Cookie: x=1\x7f\v");
   for (const std::string& id : kNumbers) {
     if (chance(35)) fields[id] = number();
   }

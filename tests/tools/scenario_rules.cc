@@ -4,6 +4,8 @@
 #include <map>
 #include <set>
 
+#include "tests/tools/scenario_wire.h"
+
 namespace {
 
 constexpr char kAgentType[] = "application/vnd.quarnett.hotspot";
@@ -22,6 +24,8 @@ class Check {
     checkHeaders();
     checkConnection();
     checkBody();
+    checkFiles();
+    checkWire();
     checkDebug();
     return broken_;
   }
@@ -201,6 +205,76 @@ class Check {
       before = line.substr(0, colon);
       at = end + 1;
     }
+  }
+
+  // What the module asked the system for, whether it was there or not. A reply that names no page
+  // directory leaves the usual one.
+  void checkFiles() {
+    std::string directory = "/home/web/hotspot/";
+    if (result_["commands"].size() == 1 && !scenario_["replies"].empty()) {
+      const Json& fields = scenario_["replies"][0]["fields"];
+      if (fields.contains("0x2000044d")) directory = fields["0x2000044d"];
+    }
+    expect(!refused_ || result_["files"].empty(), "a refused request looks at no file");
+    std::set<std::string> found;
+    for (const Json& entry : result_["files"]) {
+      const std::string text = fromJsonBytes(entry);
+      const std::string call = text.substr(0, 5);
+      const std::string path = text.substr(5);
+      expect(
+          path.rfind(directory, 0) == 0 && path.find("..", directory.size()) == std::string::npos,
+          "no file is asked for outside the page directory");
+      if (call == "stat ") found.insert(path);
+      expect(call == "stat " || (call == "open " && found.count(path) != 0),
+             "a file is found before it is opened");
+    }
+  }
+
+  // The same answer once more as a client gets it.
+  void checkWire() {
+    if (result_["socketClosed"]) return;  // nothing is sent
+    const WireAnswer answer = takeApart(wireBytes(scenario_, result_));
+    expect(answer.whole, "an answer is a status line, fields and an empty line");
+    if (!answer.whole) return;
+    const Json& error = result_["sendError"];
+    const int status = error.is_null() ? result_["status"] : error[0];
+    expect(answer.statusLine.rfind("HTTP/1.1 " + std::to_string(status) + " ", 0) == 0 &&
+               !hasControls(answer.statusLine),
+           "the status line has the status and no control bytes");
+
+    std::map<std::string, std::string> sent;
+    for (const auto& [name, value] : answer.fields) {
+      expect(sent.emplace(name, value).second, "no field is sent twice");
+      expect(!hasControls(name) && !hasControls(value), "no control bytes in a header");
+    }
+    std::set<std::string> names = {"Date", "Content-Length"};
+    for (const auto& [name, value] : headers_) names.insert(name);
+    if (!error.is_null()) names.insert("Content-Type");
+    if (requestedFlag("foreignDst")) names.insert("Cache-Control");
+    if (requestedFlag("foreignDst") || !result_["keepAlive"][0]) names.insert("Connection");
+    std::set<std::string> sentNames;
+    for (const auto& [name, value] : sent) sentNames.insert(name);
+    expect(sentNames == names, "the module's headers and the server's own, no others");
+    for (const char* name : {"Set-Cookie", "Location"}) {
+      expect(!has(name) || sent[name] == asSent(headers_[name]), "a header keeps its value");
+    }
+    expect(sent["Content-Length"] == std::to_string(answer.body.size()), "the body has its length");
+    expect(!error.is_null() || answer.body == fromJsonBytes(result_["body"]),
+           "the body is the module's");
+  }
+
+  static bool isControl(char c) {
+    return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7f;
+  }
+  static bool hasControls(const std::string& text) {
+    return std::any_of(text.begin(), text.end(), isControl);
+  }
+  // A blank for each control byte; blanks at the ends are no part of a value (RFC 9110 5.5).
+  static std::string asSent(std::string value) {
+    std::replace_if(value.begin(), value.end(), isControl, ' ');
+    const std::size_t first = value.find_first_not_of(" \t");
+    if (first == std::string::npos) return "";
+    return value.substr(first, value.find_last_not_of(" \t") + 1 - first);
   }
 
   void checkDebug() {

@@ -25,7 +25,7 @@ std::string toLines(const std::vector<Json>& scenarios) {
 
 // A generator that only ever met refusals would show nothing.
 TEST(ScenarioGenerator, ReachesEveryCommandAndOutcome) {
-  const Replayed replayed = replay(toLines(generate(1, 2000)));
+  const Replayed replayed = playWatched(toLines(generate(1, 2000)));
   std::map<std::string, int> seen;
   for (const Json& result : replayed.results) {
     if (result.contains("value")) {
@@ -39,14 +39,23 @@ TEST(ScenarioGenerator, ReachesEveryCommandAndOutcome) {
     }
     const Json& error = result["sendError"];
     ++seen[error.is_null() ? "status " + result["status"].dump() : "error " + error[0].dump()];
-    for (const Json& header : result["headers"]) ++seen[header[0].get<std::string>()];
+    for (const Json& header : result["headers"]) {
+      ++seen[header[0].get<std::string>()];
+      const std::string value = fromJsonBytes(header[1]);
+      const bool hasLineEnd = value.find_first_of("\r\n") != std::string::npos;
+      if (hasLineEnd && !result["socketClosed"]) ++seen["line end in a header"];
+    }
+    for (const Json& file : result["files"]) ++seen[file.get<std::string>().substr(0, 4)];
+    if (result["files"].empty()) ++seen["no file"];
     if (result["socketClosed"]) ++seen["dropped"];
     if (result["body"].get<std::string>().size() > 20) ++seen["body"];
   }
   for (const char* what :
-       {"call", "command 1", "command 2", "command 3", "command 8", "command 9", "command 10",
-        "command 11", "status 200", "status 302", "status 303", "error 400", "error 404",
-        "error 503", "Set-Cookie", "Location", "Content-Length", "dropped", "body"}) {
+       {"call",       "command 1",      "command 2",  "command 3",  "command 8",
+        "command 9",  "command 10",     "command 11", "status 200", "status 302",
+        "status 303", "error 400",      "error 404",  "error 503",  "Set-Cookie",
+        "Location",   "Content-Length", "dropped",    "body",       "line end in a header",
+        "stat",       "open",           "no file"}) {
     EXPECT_GE(seen[what], 5) << what;
   }
 }
@@ -58,7 +67,7 @@ TEST(ScenarioGenerator, GivesTheSameForASeed) {
 
 TEST(ScenarioRules, NoticeWhatIsWrong) {
   const std::vector<Json> scenarios = generate(3, 200);
-  const Replayed replayed = replay(toLines(scenarios));
+  const Replayed replayed = playWatched(toLines(scenarios));
   ASSERT_EQ(replayed.results.size(), scenarios.size());
   std::size_t noticed = 0;
   std::size_t spoilt = 0;
@@ -78,6 +87,9 @@ TEST(ScenarioRules, NoticeWhatIsWrong) {
     breaks("initOrigDst", 3);
     breaks("headers", Json::array({Json::array({"X-Other", "1"})}));
     breaks("debug", "no line");
+    breaks("files", {"stat $PAGES/outside/secret.html"});
+    breaks("files", {"stat $PAGES/inner/../outside/secret.html"});
+    breaks("files", {"open $PAGES/inner/login.html"});
     breaks("commands", Json::array({{{"timeout", 5}, {"fields", Json::array()}}}));
   }
   EXPECT_GT(spoilt, 1000u);

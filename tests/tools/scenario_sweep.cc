@@ -46,12 +46,12 @@ int sweep(std::uint64_t seed, std::uint64_t count, std::ostream* results) {
       scenarios.push_back(generator.next());
       lines += scenarios.back().dump() + '\n';
     }
-    const Ended ended = runProgram({TEST_REPLAY, "--module", TEST_MODULE}, lines, tmp.path());
+    const Ended ended = runProgram({TEST_PLAYER, TEST_MODULE}, lines, tmp.path());
     std::istringstream out(ended.out);
     std::string line;
     for (const Json& scenario : scenarios) {
       if (!std::getline(out, line)) {
-        std::cerr << "hotspot-replay ended with status " << ended.status << " at " << scenario
+        std::cerr << "scenario-player ended with status " << ended.status << " at " << scenario
                   << '\n'
                   << ended.err;
         return 2;
@@ -64,8 +64,8 @@ int sweep(std::uint64_t seed, std::uint64_t count, std::ostream* results) {
     }
     // All scenarios are valid; a leak shows at the program's end.
     if (ended.status != 0 || std::getline(out, line)) {
-      std::cerr << "hotspot-replay ended with status " << ended.status << ", the last line " << line
-                << '\n'
+      std::cerr << "scenario-player ended with status " << ended.status << ", the last line "
+                << line << '\n'
                 << ended.err;
       return 2;
     }

@@ -47,8 +47,8 @@ ServerProcess::~ServerProcess() {
   std::filesystem::remove_all(directory_);
 }
 
-void ServerProcess::settings(const std::string& toml) {
-  std::ofstream(file("web.toml")) << "module = \"" TEST_SERVLET "\"\n"
+void ServerProcess::settings(const std::string& toml, const std::string& module) {
+  std::ofstream(file("web.toml")) << "module = \"" << module << "\"\n"
                                   << (toml.find("access-log") == std::string::npos
                                           ? "access-log = \"\"\n"
                                           : "")

@@ -1,4 +1,4 @@
-// The real hotspot-web with the tests' own module, in a temporary directory.
+// The real hotspot-web with the tests' own module, or another, in a temporary directory.
 
 #ifndef TESTS_WEBSERVER_SERVER_PROCESS_H_
 #define TESTS_WEBSERVER_SERVER_PROCESS_H_
@@ -19,7 +19,7 @@ class ServerProcess {
 
   // Writes the settings file. A line for the module, and one that turns the access log off, are
   // added.
-  void settings(const std::string& toml);
+  void settings(const std::string& toml, const std::string& module = TEST_SERVLET);
   // Starts the server with the settings file and waits until it listens: on one plain port if the
   // settings name none. Fails the test when it does not.
   void start(const std::vector<std::string>& options = {});

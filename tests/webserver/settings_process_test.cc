@@ -88,23 +88,6 @@ TEST(StartUp, HelpAndVersionEndWithZero) {
   EXPECT_NE(server.output().find("hotspot-web 0."), std::string::npos);
 }
 
-TEST(StartUp, ManualHasEveryOption) {
-  ServerProcess server;
-  ASSERT_EQ(server.runToEnd({"--help"}), 0);
-  const std::string manual = readFile(HOTSPOT_SOURCES "/packaging/hotspot-web.1");
-  const std::string help = server.output();
-  int options = 0;
-  for (std::size_t at = 0; (at = help.find("--", at)) != std::string::npos; ++options) {
-    std::string name;
-    for (; at < help.size() && (help[at] == '-' || std::islower(help[at]) != 0); ++at) {
-      if (help[at] == '-') name += '\\';  // so that a manual's text has a dash
-      name += help[at];
-    }
-    EXPECT_NE(manual.find(name), std::string::npos) << name;
-  }
-  EXPECT_GE(options, 20);
-}
-
 TEST(StartUp, WorkersBecomeTheUser) {
   if (geteuid() != 0) {
     ServerProcess server;
