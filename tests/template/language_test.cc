@@ -479,4 +479,15 @@ TEST(TemplateScanner, EndBoundsTheText) {
   }
 }
 
+TEST(Words, SeveralBlanksBehindAShortWord) {
+  Rendering page(std::map<std::string, std::string>{{"x", "1"}});
+  EXPECT_EQ(page.render("$(if  x)yes$(endif) and a text behind it"), "yes and a text behind it");
+}
+
+TEST(Words, ShortOneIsReadAgainInFrontOfALongOne) {
+  Rendering page(std::map<std::string, std::string>{{"x", "1"}});
+  const std::string text = "$(if $(x a_word_of_more_bytes_than_a_block) behind";
+  EXPECT_EQ(page.render(text), text);
+}
+
 }  // namespace

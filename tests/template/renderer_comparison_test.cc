@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
@@ -59,14 +60,15 @@ class Comparison {
   Rendering rendering_;
 };
 
-// Calls `visit` with every sequence of at most `most` of `pieces`, until it returns false.
+// Calls `visit` with every sequence of at most `most` of `pieces`, each with `end` behind it, until
+// it returns false.
 template <typename Visit>
 bool forEachSequence(const Pieces& pieces, std::size_t most, const std::string& start,
-                     const Visit& visit) {
+                     const Visit& visit, const char* end = "") {
   if (!visit(start)) return false;
   if (most == 0) return true;
   for (const std::string& piece : pieces) {
-    if (!forEachSequence(pieces, most - 1, start + piece, visit)) return false;
+    if (!forEachSequence(pieces, most - 1, start + piece + end, visit, end)) return false;
   }
   return true;
 }
@@ -74,24 +76,63 @@ bool forEachSequence(const Pieces& pieces, std::size_t most, const std::string& 
 const Pieces kBytes = {"$", "(", ")", "%", "\\", " ", "i", "x"};
 const Pieces kDirectives = {"$(if x)", "$(if y == 'b')", "$(elif x)", "$(else)", "$(endif)", "%x%",
                             "text",    "$(nosuch)",      "%",         "$(if x",  "\\",       "$"};
+// Every word of the language, and names and values of every form.
+const Pieces kWords = {"if",    "elif",  "else",   "endif", "x",  "y", "nosuch",
+                       "x-esc", "y-esc", "radius", "==",    "!=", "=", "<>",
+                       "'1'",   "\"b\"", "1",      "'1",    "''"};
+// Every directive word and operator between either pair of delimiters.
+const Pieces kEveryDirective = {"$(if x)",
+                                "%if y == 'b'%",
+                                "$(elif x)",
+                                "%elif y != \"b\"%",
+                                "$(if y = b)",
+                                "%if x <> 1%",
+                                "$(else)",
+                                "%else%",
+                                "$(endif)",
+                                "%endif%",
+                                "%x%",
+                                "$(x-esc)",
+                                "$(radius)",
+                                "text",
+                                "$(nosuch)",
+                                "%",
+                                "$(elif x",
+                                "\\",
+                                "$"};
 const Env kBothTrue = {{"x", "a<b"}, {"y", "b"}, {"ix", "&"}};
 const Env kFirstTrue = {{"x", "1"}, {"y", "B"}};
 const Env kSecondTrue = {{"x", ""}, {"y", "b"}};
 const Env kNeither = {};
 
-void compareDirectives(const Env& env) {
+// More pieces, which take minutes.
+bool isLongForm() { return std::getenv("HOTSPOT_LONG") != nullptr; }
+
+void compareSequences(const Env& env, const Pieces& pieces, std::size_t most) {
   Comparison comparison(env);
-  forEachSequence(kDirectives, 5, "", [&](const std::string& text) {
+  forEachSequence(pieces, most, "", [&](const std::string& text) {
     return comparison.agree(text) && comparison.agreeOnNothing(text);
   });
+}
+
+void compareDirectives(const Env& env) {
+  compareSequences(env, kDirectives, 5);
+  compareSequences(env, kEveryDirective, isLongForm() ? 5 : 4);
 }
 
 class RendererComparisonByFirstByte : public testing::TestWithParam<std::size_t> {};
 
 TEST_P(RendererComparisonByFirstByte, AgreesOnEveryTextOfUpToEightBytes) {
   Comparison comparison(kBothTrue);
-  forEachSequence(kBytes, 7, kBytes[GetParam()],
-                  [&](const std::string& text) { return comparison.agree(text); });
+  const auto agree = [&](const std::string& text) { return comparison.agree(text); };
+  if (!isLongForm()) {
+    forEachSequence(kBytes, 7, kBytes[GetParam()], agree);
+    return;
+  }
+  // Shorter texts over more bytes that mean something, behind one of the quick form's.
+  Pieces bytes = kBytes;
+  bytes.insert(bytes.end(), {"\t", "'", "=", "f"});
+  forEachSequence(bytes, 5, kBytes[GetParam()], agree);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, RendererComparisonByFirstByte,
@@ -131,9 +172,34 @@ TEST(RendererComparison, OpenerAmongTheWordsOfAConditionIsReadOnItsOwn) {
 
 TEST(RendererComparison, AgreesOnEverySequenceOfWords) {
   // Openers of which one starts inside the words of another, and words of every count.
-  const Pieces words = {"$(", "%", ")", " ", "\t", "if ", "elif ", "x", "==", "'1'"};
+  Pieces words = {"$(", "%", ")", " ", "\t", "if ", "elif ", "x", "==", "'1'"};
+  if (isLongForm()) words.insert(words.end(), {"else", "endif", "!=", "=", "<>", "\""});
   Comparison comparison(kFirstTrue);
   forEachSequence(words, 6, "", [&](const std::string& text) { return comparison.agree(text); });
+}
+
+// One directive of every sequence of words, as the first one and behind a condition that is false;
+// what follows shows what it decided.
+void compareOneDirective(const Env& env, const std::string& firstWords, std::size_t most) {
+  Comparison comparison(env);
+  const auto agree = [&](const std::string& words) {
+    for (const char* opener : {"$(", "%", "$(if nosuch)0%"}) {
+      for (const char* closer : {")", "%"}) {
+        const std::string text = opener + words + closer + "A$(else)B%endif%C";
+        if (!comparison.agree(text)) return false;
+      }
+    }
+    return true;
+  };
+  forEachSequence(kWords, most, firstWords, agree, " ");
+}
+
+TEST(RendererComparison, AgreesOnADirectiveOfEverySequenceOfWords) {
+  for (const Env& env : {kBothTrue, kFirstTrue}) {
+    compareOneDirective(env, "", isLongForm() ? 4 : 3);
+    // As many words as a condition has.
+    for (const char* word : {"if ", "elif "}) compareOneDirective(env, word, 3);
+  }
 }
 
 TEST(RendererComparison, AgreesOnSeededRandomTexts) {

@@ -2,11 +2,13 @@
 //
 //   renderer-mutations SEED COUNT PAGE...
 //
+// A PAGE may be a directory: all *.html in it and below.
 // Exit status 1, with the text, at the first difference.
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -20,6 +22,8 @@
 #include "tests/template/rendering.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 using Random = std::mt19937;
 
@@ -86,6 +90,17 @@ bool agrees(Rendering& rendering, const std::string& text, bool esc) {
   return false;
 }
 
+// In the same order on every machine.
+std::vector<fs::path> htmlFiles(const fs::path& path) {
+  if (!fs::is_directory(path)) return {path};
+  std::vector<fs::path> files;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(path)) {
+    if (entry.path().extension() == ".html") files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -95,9 +110,12 @@ int main(int argc, char** argv) {
   }
   std::vector<std::string> pages;
   for (int i = 3; i < argc; ++i) {
-    std::ifstream file(argv[i], std::ios::binary);
-    pages.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    if (pages.back().empty()) {
+    const std::size_t before = pages.size();
+    for (const fs::path& path : htmlFiles(argv[i])) {
+      std::ifstream file(path, std::ios::binary);
+      pages.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+    if (pages.size() == before || pages.back().empty()) {
       std::fprintf(stderr, "renderer-mutations: cannot read %s\n", argv[i]);
       return 2;
     }
