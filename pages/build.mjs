@@ -23,7 +23,7 @@ const kOptional = ["fstatus", "rlogin"];
 const kLogins = ["account", "voucher", "trial"];
 
 // What each page may do beside showing itself.
-const kSelf = { "style-src": "'self'", "script-src": "'self'" };
+const kSelf = { "img-src": "'self' data:", "style-src": "'self'", "script-src": "'self'" };
 const kForm = { ...kSelf, "form-action": "'self'" };
 const kLoginForm = { ...kSelf, "form-action": "'self'$(if ssl-login == yes) https:$(endif)" };
 const kAllowed = { login: kLoginForm, flogin: kLoginForm, status: { ...kForm, "connect-src": "'self'" } };

@@ -160,6 +160,42 @@ for (const javaScriptEnabled of [true, false]) {
   });
 }
 
+// The assistants of phones keep nothing, open nothing beside their one window, and close when that shows a new page.
+login("in a window that has no storage, opens no other and shows no dialog", { width: 320 }, async (page, seen, window) => {
+  await page.addInitScript(() => {
+    const missing = (name) => () => {
+      console.error(`${name} is asked for`);
+      throw new Error(`there is no ${name}`);
+    };
+    for (const name of ["localStorage", "sessionStorage", "indexedDB", "caches", "cookieStore"]) {
+      Object.defineProperty(globalThis, name, { get: missing(name) });
+    }
+    Object.defineProperty(Document.prototype, "cookie", { get: missing("cookie"), set: missing("cookie") });
+    for (const name of ["open", "alert", "confirm", "prompt", "print"]) globalThis[name] = missing(name);
+  });
+  const opened = [];
+  window.on("page", (other) => opened.push(other.url()));
+  const loaded = [];
+  page.on("request", (request) => {
+    if (request.isNavigationRequest()) loaded.push(`${request.method()} ${new URL(request.url()).pathname}`);
+  });
+  await page.goto(`${portal.url}login`);
+  await enter(page, "wrong");
+  await heading(page, "Not logged in");
+  await enter(page, user.password);
+  await heading(page, "Your session");
+  assert.deepEqual(loaded, ["GET /login", "POST /login", "POST /login", "GET /status"]);
+  await page.getByRole("link", { name: "Refresh" }).click();
+  await page.getByText("Up to date.").waitFor();
+  await page.getByText("Idle time-out").click();
+  await page.getByRole("button", { name: "Set" }).click();
+  await heading(page, "Saved");
+  await page.getByRole("link", { name: "Your session" }).click();
+  await page.getByRole("button", { name: "Log out" }).click();
+  await heading(page, "You are logged out");
+  assert.deepEqual(opened, []);
+});
+
 login("without JavaScript a password goes over HTTPS only", { width: 320, javaScriptEnabled: false }, async (page, seen) => {
   await page.goto(`${portal.url}login`);
   await page.locator("noscript .error").first().waitFor();

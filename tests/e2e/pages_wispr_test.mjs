@@ -5,8 +5,10 @@ import { createRequire } from "node:module";
 import path from "node:path";
 import { test } from "node:test";
 
+import { form, request } from "./http_client.mjs";
 import { hostileTexts } from "./hostile_texts.mjs";
 import { errorCodes, languages, states } from "./page_states.mjs";
+import { Portal, user } from "./portal.mjs";
 import { render } from "./replayed.mjs";
 
 const require = createRequire(path.join(process.env.HOTSPOT_NPM_DIR, "package.json"));
@@ -133,4 +135,43 @@ test("wispr: the owner's own names may hold what is XML's", () => {
     assert.equal(found.LocationName, names[at]);
     assert.equal(found.AccessLocation, names[at]);
   });
+});
+
+// A smart client of a whole portal: it knows no page, keeps no cookie, and names its fields as WISPr does.
+test("wispr: a smart client logs in and off by what the answers tell it", async () => {
+  const portal = await Portal.start({ manager: { "ssl-login": true, "location-id": "isocc=lv,network=cafe", "location-name": "Harbour & Sons" } });
+  const client = "127.0.4.1";
+  // Goes where the portal's links lead: names and schemes are theirs, the ports are the test's own.
+  const visit = async (address, options = {}) => {
+    const { protocol, host, pathname, search } = new URL(address);
+    const tls = protocol === "https:";
+    const answer = await request(tls ? portal.tlsPort : portal.port,
+      { client, tls, path: pathname + search, headers: { Host: host, "User-Agent": "WISPR!smart" }, ...options });
+    return { status: answer.status, xml: documentOf({ body: Buffer.from(answer.body, "utf8") }, address) };
+  };
+  const logIn = (address, password) =>
+    visit(address, { method: "POST", body: form({ UserName: user.name, Password: password, button: "Login", FNAME: "0", OriginatingServer: "http://www.example.com/" }) });
+  try {
+    const held = await visit("http://www.example.com/news?a=1");
+    assert.equal(held.status, 302);
+    assert.equal(held.xml.ResponseCode.trim(), "0");
+    assert.equal(held.xml.LocationName, "Harbour & Sons");
+    assert.equal(held.xml.LoginURL, "https://portal.example.net/login");
+    const refused = await logIn(held.xml.LoginURL, "wrong");
+    assert.equal(refused.status, 200);
+    assert.equal(refused.xml.ResponseCode, "100");
+    assert.match(refused.xml.ReplyMessage, /not right/);
+    const accepted = await logIn(held.xml.LoginURL, user.password);
+    assert.equal(accepted.status, 200);
+    assert.equal(accepted.xml.ResponseCode, "50");
+    // Logged in, a request that is held back all the same gives the way to log off once more.
+    assert.equal((await visit("http://www.example.com/")).xml.LogoffURL, accepted.xml.LogoffURL);
+    assert.match(portal.ctl(["session", "list"]), new RegExp(user.name));
+    assert.equal((await visit(accepted.xml.LogoffURL)).xml.ResponseCode, "150");
+    assert.doesNotMatch(portal.ctl(["session", "list"]), new RegExp(user.name));
+    assert.equal((await visit(accepted.xml.LogoffURL)).xml.ResponseCode, "255");
+    assert.equal((await visit("http://www.example.com/")).xml.LoginURL, held.xml.LoginURL);
+  } finally {
+    await portal.stop();
+  }
 });

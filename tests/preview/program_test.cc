@@ -32,20 +32,6 @@ Ended runPreview(const std::vector<std::string>& arguments) {
   return runPreview(arguments, tmp.path());
 }
 
-TEST(PreviewProgram, HelpNamesEveryOptionAndSoDoesTheManual) {
-  const Ended help = runPreview({"--help"});
-  EXPECT_EQ(help.status, 0);
-  std::string manual = readFile(TEST_SOURCE_DIR "/packaging/hotspot-preview.1");
-  std::erase(manual, '\\');
-  for (const std::string option :
-       {"--port", "--list", "--json", "--module", "--screenshots", "--width", "--state", "--dark",
-        "--browser", "--version", "--help"}) {
-    EXPECT_NE(help.out.find(option), std::string::npos) << option;
-    EXPECT_NE(manual.find(option), std::string::npos) << option;
-  }
-  EXPECT_EQ(runPreview({"--version"}).status, 0);
-}
-
 TEST(PreviewProgram, WrongUsageIsTwoWithWhatToDo) {
   const ScratchDir pages;
   const std::string directory = pages.path();
