@@ -134,11 +134,39 @@ unshare --net bash -c 'ip link set lo up && "$@"' bash \
   unshare --mount --pid --fork --kill-child=KILL bash -c \
   'mount -t proc proc "$0/proc" && exec chroot "$0" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin bash /portal.sh' "$root"
 
+step "A version later"
+# The packages of a later version: new pages and settings, and one page less.
+mkdir "$root/later"
+later=$version+later
+for package in "$out"/*.deb; do
+  name=$(dpkg-deb --field "$package" Package)
+  new=$work/later/$name
+  mkdir -p "$work/later"
+  dpkg-deb --raw-extract "$package" "$new"
+  sed -i "s/^Version: .*/Version: $later/; s/(= $version)/(= $later)/g" "$new/DEBIAN/control"
+  case $name in
+    hotspot-pages)
+      echo "of the later version" >"$new/usr/share/hotspot/pages/later.txt"
+      rm "$new/usr/share/hotspot/pages/ja/set.html"
+      ;;
+    hotspot-manager) echo "# Of the later version." >>"$new/etc/hotspot/manager.toml" ;;
+    hotspot-web) echo "# Of the later version." >>"$new/etc/hotspot/web.toml" ;;
+  esac
+  (cd "$new" && find . -path ./DEBIAN -prune -o -type f -printf '%P\0' | grep -z -v '^etc/' |
+    LC_ALL=C sort -z | xargs -0 -r md5sum >DEBIAN/md5sums)
+  dpkg-deb --root-owner-group --build "$new" "$root/later/${name}_$later.deb" >/dev/null
+done
+upgrade='dpkg --force-confold --install /later/*.deb </dev/null'
+settled() { inside sha256sum /etc/hotspot/key.pem /etc/hotspot/web.toml; }
+settled_before=$(settled)
+manager_settings=$(inside cat /etc/hotspot/manager.toml)
+
 # As processes of systemd, where a container can have one: its control groups are the machine's to give.
 nspawn=(systemd-nspawn --quiet --register=no --keep-unit --private-network --directory "$root")
 if refusal=$("${nspawn[@]}" --pipe true </dev/null 2>&1); then
   step "Booted"
   cp "$here/portal_booted.sh" "$root/booted.sh"
+  echo "$upgrade" >"$root/upgrade.sh"
   cat >"$root/etc/systemd/system/booted.service" <<'UNIT'
 [Unit]
 After=hotspot-manager.service hotspot-web.service
@@ -160,13 +188,31 @@ UNIT
   rm "$root/etc/systemd/system/booted.service"
 else
   echo "not booted, systemd-nspawn says: $refusal"
+  inside sh -c "$upgrade" >"$work/upgrade.log" 2>&1 || { cat "$work/upgrade.log"; fail "the upgrade failed"; }
 fi
+
+step "Upgraded"
+inside dpkg --audit
+for package in $packages; do
+  [[ $(inside dpkg-query --show --showformat '${Version} ${db:Status-Status}' "$package") == "$later installed" ]] ||
+    fail "$package was not upgraded"
+  # Settings apart: the owner has changed them.
+  [[ -z $(inside dpkg --verify "$package" | grep -v ' c /etc/hotspot/web.toml$') ]] || fail "$package is not whole"
+done
+[[ $(settled) == "$settled_before" ]] || fail "the upgrade changed the key, or settings that the owner had changed"
+diff "$work/later/hotspot-web/etc/hotspot/web.toml" "$root/etc/hotspot/web.toml.dpkg-dist" ||
+  fail "the new settings are not beside the owner's"
+# Of what nobody has changed the new ones are there.
+[[ $(inside cat /etc/hotspot/manager.toml) == "$manager_settings"$'\n'"# Of the later version." ]] ||
+  fail "the new settings of the manager are not there"
+here_or_not -e /usr/share/hotspot/pages/later.txt || fail "the new page is not there"
+! here_or_not -e /usr/share/hotspot/pages/ja/set.html || fail "the page that there is no longer is still there"
 
 step "Installing again"
 sum() { inside sha256sum /etc/hotspot/key.pem /etc/hotspot/web.toml /var/lib/hotspot/manager.db; }
 kept=$(sum)
 # shellcheck disable=SC2086
-apt install --reinstall $(cd "$root" && ls -d ./packages/*.deb)
+apt install --reinstall -o Dpkg::Options::=--force-confold $(cd "$root" && ls -d ./later/*.deb)
 [[ $(sum) == "$kept" ]] || fail "installing again changed the key, the settings or the database"
 
 step "Removing"
@@ -184,7 +230,7 @@ rest=$(inside dpkg-query --show --showformat '${db:Status-Status} ${Package}\n' 
 [[ $rest == "hotspot-common hotspot-manager hotspot-web" ]] || fail "there is something to purge of $rest"
 # shellcheck disable=SC2086
 apt purge $rest
-inside sh -c 'find / -xdev -name "*hotspot*" -not -path "/packages*" -not -path "/var/log/*" | sort' >"$work/after"
+inside sh -c 'find / -xdev -name "*hotspot*" -not -path "/packages*" -not -path "/later*" -not -path "/var/log/*" | sort' >"$work/after"
 [[ ! -s $work/after ]] || fail "left behind: $(cat "$work/after")"
 for group in hotspot hotspot-tls; do
   ! inside getent group "$group" >/dev/null || fail "the group $group is still there"

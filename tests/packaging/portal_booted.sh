@@ -51,6 +51,20 @@ systemctl restart hotspot-manager
 await hotspotctl server show
 [[ $(hotspotctl session list) == *anna* ]] || fail "the session is gone"
 [[ $(fetch http://127.0.0.1:8080/status) == *'<h1>Your session</h1>'* ]] || fail "the guest is no longer logged in"
+
+# A later version while guests are logged in: both services are started anew, and nobody notices.
+declare -A before=()
+for unit in hotspot-manager hotspot-web; do before[$unit]=$(of "$unit" MainPID); done
+sh /upgrade.sh >/upgrade.log 2>&1 || { cat /upgrade.log; fail "the upgrade failed"; }
+await hotspotctl server show
+await fetch --fail http://127.0.0.1/login
+for unit in hotspot-manager hotspot-web; do
+  [[ $(of "$unit" ActiveState) == active ]] || fail "$unit does not run after the upgrade"
+  [[ $(of "$unit" MainPID) != "${before[$unit]}" ]] || fail "$unit is still the old one"
+done
+[[ $(hotspotctl session list) == *anna* ]] || fail "the session is gone with the upgrade"
+[[ $(fetch http://127.0.0.1:8080/status) == *'<h1>Your session</h1>'* ]] || fail "the guest is logged out by the upgrade"
+[[ $(fetch http://127.0.0.1:8080/later.txt) == "of the later version" ]] || fail "the new pages are not served"
 systemctl stop hotspot-web hotspot-manager
 for unit in hotspot-manager hotspot-web; do
   [[ $(of "$unit" Result) == success && $(of "$unit" NRestarts) == 0 ]] || fail "$unit did not end well"
