@@ -26,12 +26,12 @@ def free_port():
 
 
 def eventually(what, probe):
-    for _ in range(500):
+    for _ in range(6000):
         found = probe()
         if found:
             return found
         time.sleep(0.02)
-    raise SystemExit(f"{what}: not within 10 s")
+    raise SystemExit(f"{what}: not within two minutes")
 
 
 def read(path):

@@ -13,7 +13,7 @@ set(CMAKE_CROSSCOMPILING_EMULATOR qemu-mips -L /usr/mips-linux-gnu)
 # Libraries that are headers alone serve every machine. They lie in /usr/include among this machine's own
 # headers, which the cross compiler must never see: it gets a folder with links to the libraries instead.
 set(headers ${CMAKE_BINARY_DIR}/header-only)
-foreach(library CLI nlohmann)
+foreach(library CLI boost nlohmann)
   file(MAKE_DIRECTORY ${headers})
   file(CREATE_LINK /usr/include/${library} ${headers}/${library} SYMBOLIC)
 endforeach()

@@ -4,7 +4,8 @@
 Usage: tests/checks/coverage.py BUILD      a build folder of the preset coverage
 
 Runs the module's tests in it, prints a table, and every line and branch that none of them reached.
-What is not reached has to stand in tests/checks/unreached.txt with the reason, and nothing else may.
+What is not reached has to stand in tests/checks/unreached.txt, with the number of branches and the
+reason, and nothing else may.
 Exit status: 0 when that is so and both goals are met.
 """
 
@@ -48,15 +49,19 @@ def measure(root, build):
 
 
 def explained(path):
-    """file -> source line without its indentation -> reason"""
+    """file -> source line without its indentation -> (what is not reached, reason)"""
     reasons = defaultdict(dict)
     with open(path, encoding="ascii") as file:
         for number, line in enumerate(file, 1):
             if line.strip() and not line.startswith("#"):
-                parts = [part.strip() for part in line.split(" | ")]
-                if len(parts) != 3 or not all(parts):
-                    sys.exit(f"{path}:{number}: wanted: file | source line | reason")
-                reasons[parts[0]][parts[1]] = parts[2]
+                # A source line may hold the separator itself.
+                name, _, rest = line.partition(" | ")
+                parts = [part.strip() for part in (name, *rest.rsplit(" | ", 2))]
+                if len(parts) != 4 or not all(parts):
+                    sys.exit(f"{path}:{number}: wanted: file | source line | what | reason")
+                if parts[1] in reasons[parts[0]]:
+                    sys.exit(f"{path}:{number}: stands there twice")
+                reasons[parts[0]][parts[1]] = tuple(parts[2:])
     return reasons
 
 
@@ -89,10 +94,10 @@ def main():
             if line["count"] == 0 or 0 in branches:
                 text = source[line["line_number"] - 1].strip()
                 what = f"{branches.count(0)} of {len(branches)} branches" if line["count"] else "line"
-                reason = reasons[name].pop(text, None)
+                known, reason = reasons[name].pop(text, (None, None))
                 unreached.append(f"{name}:{line['line_number']}: {what}: {text}\n    {reason}")
-                if reason is None:
-                    wrong.append(f"not reached and not explained: {name}:{line['line_number']}")
+                if known != what:
+                    wrong.append(f"not reached: {name} | {text} | {what}; in the list: {known}")
         for kind, (all_of, reached) in counts.items():
             totals[kind][0] += all_of
             totals[kind][1] += reached
