@@ -175,7 +175,10 @@ test("gallery: links and forms in a frame lead on", async () => {
   const phone = inFrame(page, "phone");
   await phone.getByLabel("User name").fill("whoever");
   await phone.getByRole("textbox", { name: "Password" }).fill("whatever");
-  await phone.getByRole("button", { name: "Log in", exact: true }).press("Enter");
+  // Before the page's scripts have run the button is disabled, and a key pressed on it does nothing.
+  const logIn = phone.getByRole("button", { name: "Log in", exact: true });
+  await eventually("the scripts have run", () => logIn.isEnabled(), kPatienceMs);
+  await logIn.press("Enter");
   await see(phone.locator("h1"), "You are logged in");
   await phone.getByRole("link", { name: "Your session and log out" }).press("Enter");
   await see(phone.locator("h1"), "Your session");
