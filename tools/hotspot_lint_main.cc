@@ -91,7 +91,7 @@ int main(int argc, char** argv) {
   app.add_flag("--list-rules", options.listRules, "print the rules and stop");
   app.add_flag("--list-variables", options.listVariables,
                "print the variables that a page can refer to and stop");
-  app.set_version_flag("--version", HOTSPOT_VERSION);
+  app.set_version_flag("--version", "hotspot-lint " HOTSPOT_VERSION);
   try {
     app.parse(argc, argv);
     if (directory->count() == 0 && !options.listRules && !options.listVariables) {

@@ -137,7 +137,7 @@ int main(int argc, char** argv) {
   app.add_flag("--dark", shots.isDark, "as a device in dark mode shows them")->needs(screenshots);
   app.add_option("--browser", shots.browser, "the browser (default: chromium in PATH)")
       ->needs(screenshots);
-  app.set_version_flag("--version", HOTSPOT_VERSION);
+  app.set_version_flag("--version", "hotspot-preview " HOTSPOT_VERSION);
   try {
     app.parse(argc, argv);
     if (directory->count() == 0 && !options.list) throw CLI::RequiredError("DIR");

@@ -108,6 +108,7 @@ int main(int argc, char** argv) {
   std::string modulePath;
   std::vector<std::string> files;
   CLI::App app("Plays requests through the hotspot module with a scripted hotspot manager.");
+  app.set_version_flag("--version", "hotspot-replay " HOTSPOT_VERSION);
   app.add_option("--module", modulePath,
                  "the module to load (default: hotspot.so of this program)");
   app.add_option("FILE", files, "scenarios, one JSON object a line (default: standard input)");

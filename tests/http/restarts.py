@@ -3,10 +3,10 @@
 
 restarts.py [--stops N] [--kills N] [--seed S]
 
-Stops: each answer that was begun is whole, each request that a server took (it is in the access log) was answered,
-a TLS connection ends with a goodbye, and of each server no process and no listening socket is left. Kills: only the
-connections of the worker that was killed break, another takes its place, and the manager is killed and started again
-meanwhile.
+Stops: each answer that was begun is whole and the right one, each request that a server took (it is in the access log)
+was answered, a TLS connection ends with a goodbye, and of each server no process and no listening socket is left. Kills:
+only the connections of the worker that was killed break, another takes its place, and the manager is killed and started
+again meanwhile: an answer is the right one, or the one that is given without a manager.
 """
 
 import argparse
@@ -15,7 +15,6 @@ import collections
 import contextlib
 import os
 import random
-import re
 import signal
 import socket
 import ssl
@@ -24,12 +23,12 @@ import tempfile
 import time
 from pathlib import Path
 
+import answers
 import play
 import servers
 
 LARGE_BYTES = 1_000_000
 CLIENTS = 25
-HEAD = re.compile(rb"HTTP/1\.1 (\d{3}) [^\r]*\r\n((?:[^\r]+\r\n)*)\r\n")
 PATIENCE_SECS = 60
 PAGE = b"GET /login HTTP/1.1\r\nHost: p\r\n\r\n"
 LAST_PAGE = PAGE[:-2] + b"Connection: close\r\n\r\n"
@@ -80,6 +79,7 @@ class Client:
         self.turned_away = 0
         self.connection = None
         self.port = 0
+        self.allowed = []
 
     async def connect(self):
         plain = socket.socket()
@@ -103,19 +103,16 @@ class Client:
         self.connection = None
 
     async def answer(self):
-        """One whole answer; its head."""
-        data = b""
-        while not (head := HEAD.match(data)):
+        """One whole answer, and whether it is the connection's last."""
+        data = await self.more(b"")
+        while not (found := answers.take(data))[0]:
             data += await self.more(data)
-        size = int(re.search(rb"Content-Length: (\d+)\r", head.group(2)).group(1))
-        got = len(data) - head.end()
-        while got < size:
-            got += len(await self.more(data))
             if self.slow:
                 await asyncio.sleep(0.002)
-        if got > size:
-            self.load.problems.append(f"{got - size} bytes behind an answer")
-        return head.group(2)
+        (answer, *more), rest = found
+        if more or rest:
+            self.load.problems.append(f"{self.address}: {len(more)} answers and {rest[:60]!r} behind an answer")
+        return answer, b"Connection: close\r\n" in answers.HEAD.match(data).group(2)
 
     async def more(self, data):
         with contextlib.suppress(ConnectionError):
@@ -124,6 +121,7 @@ class Client:
         raise Broken(bool(data))
 
     async def request(self):
+        """One request; what was answered."""
         if self.connection is None:
             await self.connect()
         for number, piece in enumerate(self.pieces):
@@ -132,9 +130,9 @@ class Client:
             # The server may have ended the connection; what it said is read all the same.
             with contextlib.suppress(OSError):
                 await self.connection.write(piece)
-        head = await self.answer()
+        answer, is_last = await self.answer()
         self.whole += 1
-        if b"Connection: close\r\n" in head:
+        if is_last:
             with contextlib.suppress(ConnectionError):
                 rest = await self.connection.read()
                 if rest:
@@ -142,11 +140,19 @@ class Client:
             if self.tls and not self.connection.goodbye:
                 self.load.broken.append((self.address, self.port, "without a goodbye"))
             self.close()
+        return answer
+
+    async def learn(self):
+        """One request, of a portal that nothing happens to: what it is answered is right."""
+        self.allowed.append(await self.request())
+        self.close()
 
     async def run(self):
         while not self.load.over:
             try:
-                await self.request()
+                answer = await self.request()
+                if answer not in self.allowed:
+                    self.load.problems.append(f"{self.address}: {self.pieces[0][:30]} answered {answer}")
             except Broken as broken:
                 self.turned_away += 1
                 self.close()
@@ -164,7 +170,7 @@ class Load:
     def __init__(self, stack, directory, chosen, killing):
         self.stack, self.directory, self.chosen, self.killing = stack, directory, chosen, killing
         self.problems, self.broken, self.silent, self.over = [], [], [], False
-        self.manager = servers.start_manager(stack, directory / "manager")
+        self.start_manager()
         (self.manager.pages / "large.bin").write_bytes(b"x" * LARGE_BYTES)
         # An address that nobody else uses: the ports have to be had again after each stop.
         self.address = f"127.{chosen.randint(20, 200)}.{os.getpid() >> 8 & 255}.{os.getpid() & 255 or 1}"
@@ -172,6 +178,9 @@ class Load:
         self.start()
         self.ports = (self.web.port, self.web.tls_port)
         self.clients = [Client(number, self) for number in range(CLIENTS)]
+
+    def start_manager(self):
+        self.manager = servers.start_manager(self.stack, self.directory / "manager")
 
     def start(self):
         self.web = servers.HotspotWeb(self.stack, self.directory / "web", servers.BUILD / "lib/hotspot.so",
@@ -243,15 +252,26 @@ class Load:
             if number % 5 == 4:
                 self.manager.process.kill()
                 self.manager.process.wait()
-                self.manager = await asyncio.to_thread(
-                    servers.start_manager, self.stack, self.directory / "manager")
+                await asyncio.to_thread(self.start_manager)
             replaced = time.monotonic() + PATIENCE_SECS
             while len(self.web.workers()) < 2 or victim in self.web.workers():
                 if time.monotonic() > replaced:
                     raise SystemExit("nobody took a killed worker's place")
                 await asyncio.sleep(0.01)
 
+    async def learn(self):
+        """What each client may be answered."""
+        for client in self.clients:
+            await client.learn()
+        if self.killing:
+            self.manager.stop()
+            for client in self.clients:
+                await client.learn()
+                client.allowed.append(answers.late(client.allowed[-1]))
+            await asyncio.to_thread(self.start_manager)
+
     async def run(self, task):
+        await self.learn()
         clients = [asyncio.create_task(client.run()) for client in self.clients]
         await task
         self.over = True

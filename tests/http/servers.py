@@ -157,8 +157,10 @@ def start_manager(stack, directory, settings="", **environment):
     hotspot-web needs of it. A second call for a directory starts it again after its end."""
     directory.mkdir(exist_ok=True)
     pages = directory / "pages"
-    shutil.copytree(BUILD / "share/hotspot/pages", pages, dirs_exist_ok=True)
-    add_literal_names(pages)
+    # Pages that are served already are not written over.
+    if not pages.exists():
+        shutil.copytree(BUILD / "share/hotspot/pages", pages)
+        add_literal_names(pages)
     (directory / "secret").write_text(SECRET)
     managers = directory / "manager"
     managers.mkdir(exist_ok=True)

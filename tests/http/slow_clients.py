@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Many clients that are slow on purpose, and one good one, which has to get its page as before.
 
-slow_clients.py [--clients N] [--samples N]: prints the good client's times without and with the slow ones, and
-fails when the slow ones make the 99th percentile more than three times as long.
+slow_clients.py [--clients N] [--samples N]: prints the good client's times without and with the slow ones, who come
+and go in turns, and fails when in none of five tries the 99th percentiles, without and with TLS, stay below three
+times those without them.
 
 The slow ones, an equal share each: silent after connecting, with and without TLS; a header, a byte a second; a form
 of a login, a byte a second; many requests at once, of whose answers nothing is read; a TLS handshake, a byte a second;
@@ -29,12 +30,12 @@ import servers
 
 FACTOR = 3
 TRIES = 5
+ROUNDS = 3  # of a try: what else the machine does meets the good client with and without the slow ones
 CLIENTS_OF_AN_ADDRESS = 50
 TLS = play.tls_context()
 GOOD_ADDRESS = "127.3.0.1"
 PAGE = b"GET /login HTTP/1.1\r\nHost: p\r\nConnection: close\r\n\r\n"
 PAUSE_SECS = 0.002  # between two requests of the good client
-
 
 
 def client_hello():
@@ -196,36 +197,51 @@ def fetch(port, tls):
 
 
 def sample(ports, count):
-    """Median and 99th percentile in milliseconds, and the worst: without TLS, and of half as many with it."""
+    """Times in milliseconds: without TLS, and of half as many requests with it."""
     times = ([], [])
     for number in range(count):
         times[0].append(fetch(ports[0], False) * 1000)
         if number % 2 == 0:
             times[1].append(fetch(ports[1], True) * 1000)
         time.sleep(PAUSE_SECS)
-    return [(each[len(each) // 2], each[len(each) * 99 // 100], each[-1]) for each in map(sorted, times)]
+    return times
+
+
+def percentile(times, percent):
+    return sorted(times)[len(times) * percent // 100]
 
 
 def attempt(clients, samples):
     """The factors between the 99th percentiles, without and with TLS."""
+    quiet, crowded = ([], []), ([], [])
+    fewest, ended = clients, 0
     with tempfile.TemporaryDirectory(prefix="hotspot-slow-") as name, contextlib.ExitStack() as stack:
         web = servers.start_portal(stack, Path(name) / "portal", f"""
 max-connections = {clients + 200}
 max-connections-per-client = {CLIENTS_OF_AN_ADDRESS + 10}
 """)
         ports = (web.port, web.tls_port)
+
+        def add(series):
+            for all_times, times in zip(series, sample(ports, samples // ROUNDS)):
+                all_times += times
+
         sample(ports, samples // 10)
-        quiet = sample(ports, samples)
-        crowd = Crowd(clients, ports)
-        stack.callback(crowd.stop)
-        servers.eventually("all slow clients are connected", lambda: crowd.fewest.value > 0)
-        crowded = sample(ports, samples)
-        fewest, ended = crowd.fewest.value, crowd.ended.value
+        for _ in range(ROUNDS):
+            add(quiet)
+            crowd = Crowd(clients, ports)
+            stack.callback(crowd.stop)
+            servers.eventually("all slow clients are connected", lambda: crowd.fewest.value > 0)
+            add(crowded)
+            fewest = min(fewest, crowd.fewest.value)
+            ended += crowd.ended.value
+            crowd.stop()
         web.check()
-    factors = [after[1] / before[1] for before, after in zip(quiet, crowded)]
     for what, series in (("quiet", quiet), (f"{clients} slow clients", crowded)):
-        for how, (median, p99, worst) in zip(("", ", TLS"), series):
-            print(f"{what + how:<24} median {median:7.2f} ms   p99 {p99:7.2f} ms   worst {worst:7.2f} ms")
+        for how, times in zip(("", ", TLS"), series):
+            print(f"{what + how:<24} median {percentile(times, 50):7.2f} ms   p99 {percentile(times, 99):7.2f} ms   "
+                  f"worst {max(times):7.2f} ms")
+    factors = [percentile(after, 99) / percentile(before, 99) for before, after in zip(quiet, crowded)]
     print(f"p99 times {factors[0]:.2f} and {factors[1]:.2f}; at least {fewest} slow clients connected at any time, "
           f"{ended} times one was ended and came back", flush=True)
     if fewest < clients * 8 // 10:
@@ -245,12 +261,8 @@ def main():
         if hard != resource.RLIM_INFINITY and hard < wanted:
             raise SystemExit(f"open files are limited to {hard}, {wanted} are needed (ulimit -Hn)")
         resource.setrlimit(resource.RLIMIT_NOFILE, (wanted, hard))
-    best = [float("inf")] * 2
-    for _ in range(TRIES):
-        # What else the machine does can only make it look worse.
-        best = list(map(min, best, attempt(args.clients, args.samples)))
-        if max(best) <= FACTOR:
-            return 0
+    if any(max(attempt(args.clients, args.samples)) <= FACTOR for _ in range(TRIES)):
+        return 0
     print(f"the good client's p99 was never within {FACTOR} times its quiet value")
     return 1
 
