@@ -9,6 +9,7 @@ LENGTH = re.compile(rb"(?im)^content-length: *(\d+)\r$")
 CHALLENGE = re.compile(rb"(\\|%5C)\d{3}")
 CUT_CHALLENGE = re.compile(rb"(?:\\\d{0,2}|%(?:5(?:C\d{0,2})?)?)\Z")
 TIME = re.compile(rb"\b(?:\d+[wdhm])*\d+s\b")
+SECONDS = re.compile(rb'data-seconds="\d+"')
 COOKIE = re.compile(rb"loginID=[1-9]\d*; expires=[^;]+")
 # Fields that belong to the answer itself; the others to the moment or to the connection.
 FIELDS = re.compile(rb"(?im)^(?:location|content-type|cache-control|set-cookie|retry-after): [^\r]*")
@@ -30,7 +31,7 @@ class Answer(NamedTuple):
 
 
 def comparable(body):
-    return TIME.sub(b"0s", CHALLENGE.sub(rb"\g<1>000", body))
+    return SECONDS.sub(b'data-seconds="0"', TIME.sub(b"0s", CHALLENGE.sub(rb"\g<1>000", body)))
 
 
 def is_begun(data, whole):
@@ -60,8 +61,14 @@ def take(data):
             break
         body, data = data[head.end():head.end() + size], data[head.end() + size:]
         if status >= 200:
-            found.append(Answer(status, fields_of(status, head.group(2)), comparable(body)))
+            found.append(of(head, body))
     return found, data
+
+
+def of(head, body):
+    """An answer, of the match of its head."""
+    status = int(head.group(1))
+    return Answer(status, fields_of(status, head.group(2)), comparable(body))
 
 
 def standard(status, text=""):

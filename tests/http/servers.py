@@ -187,9 +187,9 @@ dns-name = "p"
     return manager
 
 
-def start_portal(stack, directory, settings):
+def start_portal(stack, directory, settings, manager_settings=""):
     """The real module, pages and manager behind hotspot-web."""
-    manager = start_manager(stack, directory)
+    manager = start_manager(stack, directory, manager_settings)
     web = HotspotWeb(stack, directory / "web", BUILD / "lib/hotspot.so", manager.web_settings + settings)
     web.manager = manager
     return web
