@@ -39,24 +39,12 @@ constexpr std::string_view kElif = "elif";
 
 inline bool opensCondition(std::string_view word) { return word == kIf || word == kElif; }
 
-// Appends a word of a text that goes on up to `end`. Nearly all are short: they are copied as a
-// string of fixed length, which takes no call, and then cut.
-void append(std::string_view word, const char* end, std::vector<std::string>* words) {
-  constexpr std::size_t kShort = 15;
-  if (word.size() <= kShort && end - word.data() >= std::ptrdiff_t{kShort}) {
-    words->emplace_back(word.data(), kShort).resize(word.size());
-  } else {
-    words->emplace_back(word);
-  }
-}
-
 // Takes one pair of enclosing quotes off a comparison value.
-void removeQuotes(std::string* value) {
+void removeQuotes(std::string_view* value) {
   if (value->size() < 2) return;
   const char quote = value->front();
   if ((quote != '\'' && quote != '"') || value->back() != quote) return;
-  value->pop_back();
-  value->erase(0, 1);
+  *value = value->substr(1, value->size() - 2);
 }
 
 }  // namespace
@@ -73,7 +61,7 @@ std::size_t LookAhead::longestName() {
   return longestName_;
 }
 
-bool readTokens(const char** cursor, const char* end, std::vector<std::string>* words,
+bool readTokens(const char** cursor, const char* end, std::vector<std::string_view>* words,
                 LookAhead* ahead) {
   words->clear();
   words->reserve(kMaxWords);
@@ -87,15 +75,15 @@ bool readTokens(const char** cursor, const char* end, std::vector<std::string>* 
         (at == end || !isCloser(*at) || !ahead->mayBeReference(word.size()))) {
       return false;
     }
-    append(word, end, words);
+    words->push_back(word);
   }
   if (at == end) return false;
   *cursor = at + 1;
   return true;
 }
 
-bool parseTokens(std::vector<std::string>& words, SCmd* kind, const std::string** name,
-                 const std::string** value, bool* equal) {
+bool parseTokens(std::vector<std::string_view>& words, SCmd* kind, const std::string_view** name,
+                 const std::string_view** value, bool* equal) {
   if (words.size() == 1) {
     const std::string_view word = words[0];
     *kind = word == "else" ? kCmdElse : word == "endif" ? kCmdEndif : kCmdNone;
@@ -107,7 +95,7 @@ bool parseTokens(std::vector<std::string>& words, SCmd* kind, const std::string*
   *kind = words[0] == kIf ? kCmdIf : kCmdElif;
   *name = &words[1];
   if (words.size() == 2) return true;
-  const std::string& op = words[2];
+  const std::string_view op = words[2];
   *equal = op == "==" || op == "=";
   if (!*equal && op != "!=" && op != "<>") return false;
   removeQuotes(&words[3]);

@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "template/scan.h"
@@ -48,7 +49,7 @@ extern const std::uint32_t kIfTransitions[2][4][4];
 // What has been seen of the text ahead of the cursor, up to `end`. One for a rendering; it keeps
 // hostile text (openers by the million in front of a far closer, or of none) linear: a long word,
 // and the blanks behind it, are searched once for all the openers that it holds, and a word that
-// can be no variable's name is not copied.
+// can be no variable's name is not looked up.
 class LookAhead {
  public:
   // The text and `env` outlive the object.
@@ -96,12 +97,12 @@ class LookAhead {
   bool dropped_ = false;
 };
 
-// Splits a directive into words. `*cursor` stands behind the opener; on success it is moved behind
+// Splits a directive into words, which are pieces of the text. `*cursor` stands behind the opener; on success it is moved behind
 // the closer. False, with `*cursor` untouched and `*words` unspecified, when there is no closer
 // before `end`, and also as soon as the text can be no directive whatever follows: a first word
 // other than "if" and "elif" is followed by another, there are more than four, or a single word is
 // too long for a reference.
-bool readTokens(const char** cursor, const char* end, std::vector<std::string>* words,
+bool readTokens(const char** cursor, const char* end, std::vector<std::string_view>* words,
                 LookAhead* ahead);
 
 // Classifies the words: false when they form no directive. On success `*kind` is set; `*name`
@@ -110,7 +111,7 @@ bool readTokens(const char** cursor, const char* end, std::vector<std::string>* 
 // `*equal` is true for "==" and "=", false for "!=" and "<>" (untouched when there is no
 // comparison). The caller sets all four to none, null, null and false beforehand. The pointers are
 // valid as long as `words` is.
-bool parseTokens(std::vector<std::string>& words, SCmd* kind, const std::string** name,
-                 const std::string** value, bool* equal);
+bool parseTokens(std::vector<std::string_view>& words, SCmd* kind, const std::string_view** name,
+                 const std::string_view** value, bool* equal);
 
 #endif  // TEMPLATE_DIRECTIVE_H_

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <ostream>
+#include <string_view>
 #include <vector>
 
 #include "servlet/debug_out.h"
@@ -36,8 +37,8 @@ class Renderer {
  private:
   struct Directive {
     SCmd kind = kCmdNone;
-    const std::string* name = nullptr;
-    const std::string* value = nullptr;
+    const std::string_view* name = nullptr;
+    const std::string_view* value = nullptr;
     bool equal = false;
   };
 
@@ -50,7 +51,7 @@ class Renderer {
   bool read(const char** cursor, Directive* directive);
   bool isTrue(const Directive& directive);
   // Makes `text_` the value of a name; false, and `text_` as it was, when the name is unknown.
-  bool lookUp(const std::string& name);
+  bool lookUp(std::string_view name);
   void openBranch(std::uint32_t state, bool live);
   // Takes an elif, else or endif back to the level around; false when there is none.
   bool closeBranch(const Directive& directive);
@@ -67,8 +68,9 @@ class Renderer {
   bool live_ = false;  // what the current level renders is written
   LookAhead ahead_;
   std::vector<Level> outer_;
-  std::vector<std::string> words_;  // kept from directive to directive for its storage alone
+  std::vector<std::string_view> words_;  // kept from directive to directive for its storage alone
   std::string text_;
+  std::string name_;      // kept for its storage alone, too
   std::string lookedUp_;  // the name whose value `text_` is; empty for none
 };
 
@@ -134,10 +136,11 @@ bool Renderer::read(const char** cursor, Directive* directive) {
 }
 
 // Pages ask for a variable and then show it, or show it time and again.
-bool Renderer::lookUp(const std::string& name) {
+bool Renderer::lookUp(std::string_view name) {
   if (name == lookedUp_) return true;
-  if (!getVarVal(env_, radius_, name, &text_, esc_)) return false;
-  lookedUp_ = name;
+  name_ = name;
+  if (!getVarVal(env_, radius_, name_, &text_, esc_)) return false;
+  lookedUp_.swap(name_);
   return true;
 }
 

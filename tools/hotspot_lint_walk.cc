@@ -114,12 +114,12 @@ bool DirectiveReader::next(bool dropped, Directive* directive) {
     *directive = Directive();
     directive->begin = special;
     const char* at = text_.data() + behind;
-    const std::string* name = nullptr;
-    const std::string* value = nullptr;
+    const std::string_view* name = nullptr;
+    const std::string_view* value = nullptr;
     const bool isRead = readTokens(&at, end, &words_, &ahead_) &&
                         parseTokens(words_, &directive->kind, &name, &value, &directive->equal);
     if (!isRead ||
-        (directive->kind == kCmdNone && !dropped && (name == nullptr || !isKnown(names_, *name)))) {
+        (directive->kind == kCmdNone && !dropped && (name == nullptr || !isKnown(names_, std::string(*name))))) {
       directive->kind = kCmdNone;
       directive->isLiteral = true;
       cursor_ = directive->end = special + 1;

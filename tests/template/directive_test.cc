@@ -5,16 +5,18 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
 
-using Words = std::vector<std::string>;
+using Words = std::vector<std::string_view>;
+using Strings = std::vector<std::string>;
 
 struct Read {
   bool ok;
   std::size_t cursor;
-  Words words;
+  Strings words;
 };
 
 // Reads the words of the directive whose opener is in front of `text`; nothing is a variable.
@@ -25,23 +27,25 @@ Read read(const std::string& text, bool dropped = false) {
   ahead.setDropped(dropped);
   const char* cursor = whole.data() + 1;
   Read result{};
-  result.ok = readTokens(&cursor, whole.data() + whole.size(), &result.words, &ahead);
+  Words words;
+  result.ok = readTokens(&cursor, whole.data() + whole.size(), &words, &ahead);
+  result.words.assign(words.begin(), words.end());
   result.cursor = static_cast<std::size_t>(cursor - whole.data()) - 1;
   return result;
 }
 
 TEST(ReadTokens, SplitsAtBlanksAndTabsAlone) {
-  EXPECT_EQ(read("if x == 'a')rest").words, (Words{"if", "x", "==", "'a'"}));
-  EXPECT_EQ(read(" if\t\tx \t)").words, (Words{"if", "x"}));
-  EXPECT_EQ(read("if a\nb\v\f\r)").words, (Words{"if", "a\nb\v\f\r"}));
-  EXPECT_EQ(read("if (\"'\\$)").words, (Words{"if", "(\"'\\$"}));
+  EXPECT_EQ(read("if x == 'a')rest").words, (Strings{"if", "x", "==", "'a'"}));
+  EXPECT_EQ(read(" if\t\tx \t)").words, (Strings{"if", "x"}));
+  EXPECT_EQ(read("if a\nb\v\f\r)").words, (Strings{"if", "a\nb\v\f\r"}));
+  EXPECT_EQ(read("if (\"'\\$)").words, (Strings{"if", "(\"'\\$"}));
 }
 
 TEST(ReadTokens, EitherCloserClosesAndTheCursorStandsBehindIt) {
   for (const char* const text : {"name)rest%", "name%rest)"}) {
     const Read result = read(text);
     EXPECT_TRUE(result.ok);
-    EXPECT_EQ(result.words, Words{"name"});
+    EXPECT_EQ(result.words, Strings{"name"});
     EXPECT_EQ(result.cursor, 5u);
   }
 }
@@ -68,8 +72,8 @@ TEST(ReadTokens, LongWordIsReadInADroppedBranch) {
 struct Parsed {
   bool ok;
   SCmd kind = kCmdNone;
-  const std::string* name = nullptr;
-  const std::string* value = nullptr;
+  const std::string_view* name = nullptr;
+  const std::string_view* value = nullptr;
   bool equal = false;
 };
 
