@@ -17,6 +17,7 @@ set(HOTSPOT_MODULE_SOURCES
   template/format.cc
   template/page_files.cc
   template/use_env.cc
+  template/var_index.cc
   template/var_val.cc
   template/escape.cc
   commands/advert.cc

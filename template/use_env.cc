@@ -20,13 +20,7 @@ class Renderer {
  public:
   Renderer(std::map<std::string, std::string>& env, radius::Packet& radius, const char* start,
            const char* end, std::ostream* out, bool esc)
-      : env_(env),
-        radius_(radius),
-        end_(end),
-        out_(out),
-        esc_(esc),
-        run_(start),
-        ahead_(start, end, env) {
+      : end_(end), out_(out), run_(start), ahead_(start, end, env), values_(env, radius, esc) {
     setLive(out != nullptr);
   }
 
@@ -59,19 +53,16 @@ class Renderer {
   // Writes the literal run up to `upTo`; the next one starts at `next`.
   void flush(const char* upTo, const char* next);
 
-  std::map<std::string, std::string>& env_;
-  radius::Packet& radius_;
   const char* const end_;
   std::ostream* const out_;
-  const bool esc_;
   const char* run_;    // start of the literal run that is still to be written
   bool live_ = false;  // what the current level renders is written
   LookAhead ahead_;
   std::vector<Level> outer_;
   std::vector<std::string_view> words_;  // kept from directive to directive for its storage alone
-  std::string text_;
-  std::string name_;      // kept for its storage alone, too
-  std::string lookedUp_;  // the name whose value `text_` is; empty for none
+  VarLookup values_;
+  std::string_view name_;  // the last one that was looked up; none is empty
+  std::string_view text_;  // its value
 };
 
 // Whether a backslash keeps the character at `at` from opening a directive; behind `start` there is
@@ -137,22 +128,18 @@ bool Renderer::read(const char** cursor, Directive* directive) {
 
 // Pages ask for a variable and then show it, or show it time and again.
 bool Renderer::lookUp(std::string_view name) {
-  if (name == lookedUp_) return true;
+  if (name == name_) return true;
+  if (!values_.find(name, &text_)) return false;
   name_ = name;
-  if (!getVarVal(env_, radius_, name_, &text_, esc_)) return false;
-  lookedUp_.swap(name_);
   return true;
 }
 
 // Nothing is evaluated in a dropped branch; what counts as the truth there is of no consequence.
 bool Renderer::isTrue(const Directive& directive) {
   if (!live_ || directive.name == nullptr) return directive.equal;
-  if (!lookUp(*directive.name)) {
-    text_.clear();
-    lookedUp_.clear();
-  }
-  if (directive.value == nullptr) return !text_.empty();
-  return (text_ == *directive.value) == directive.equal;
+  const std::string_view value = lookUp(*directive.name) ? text_ : std::string_view();
+  if (directive.value == nullptr) return !value.empty();
+  return (value == *directive.value) == directive.equal;
 }
 
 void Renderer::openBranch(std::uint32_t state, bool live) {

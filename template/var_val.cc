@@ -21,33 +21,37 @@ bool scanNumber(const char** at, unsigned* value) {
   return true;
 }
 
-void escapeIf(bool esc, std::string* value) {
-  if (esc && holdsMarkup(*value)) *value = xmlEscapeString(*value);
-}
-
 }  // namespace
 
-bool getVarVal(std::map<std::string, std::string>& env, radius::Packet& radius,
-               const std::string& name, std::string* value, bool esc) {
-  const auto variable = env.find(name);
-  if (variable != env.end()) {
-    *value = variable->second;
-    escapeIf(esc, value);
+bool VarLookup::find(std::string_view name, std::string_view* value) {
+  if (const std::string* const variable = index_.find(name)) {
+    *value = escaped(*variable);
     return true;
   }
   if (name.size() > kEscSuffix.size() && name.ends_with(kEscSuffix)) {
-    const std::string base(name, 0, name.size() - kEscSuffix.size());
-    const auto unescaped = env.find(base);
-    if (unescaped != env.end()) {
-      *value = doEscapeString(unescaped->second);
+    name.remove_suffix(kEscSuffix.size());
+    if (const std::string* const variable = index_.find(name)) {
+      *value = made_ = doEscapeString(*variable);
       return true;
     }
-    // A RADIUS value is not URL-escaped, unlike a page variable, on purpose.
-    if (!getRadiusVal(radius, base, value)) return false;
-  } else if (!getRadiusVal(radius, name, value)) {
-    return false;
   }
-  escapeIf(esc, value);
+  // A RADIUS value is not URL-escaped, unlike a page variable, on purpose.
+  if (!getRadiusVal(radius_, std::string(name), &made_)) return false;
+  *value = escaped(made_);
+  return true;
+}
+
+std::string_view VarLookup::escaped(const std::string& value) {
+  if (!esc_ || !holdsMarkup(value)) return value;
+  return made_ = xmlEscapeString(value);
+}
+
+bool getVarVal(std::map<std::string, std::string>& env, radius::Packet& radius,
+               const std::string& name, std::string* value, bool esc) {
+  VarLookup lookup(env, radius, esc);
+  std::string_view found;
+  if (!lookup.find(name, &found)) return false;
+  *value = found;
   return true;
 }
 

@@ -6,13 +6,35 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "host/radius.h"
+#include "template/var_index.h"
 
-// Value of `name`: a page variable; else, for a name that ends in "-esc", the page variable before
-// the suffix, URL-escaped; else a RADIUS reference (with or without the suffix, which then changes
-// nothing). `esc` asks for XML escaping of all but URL-escaped values. False, and `*value`
-// untouched, when the name is none of these. A variable with an empty value is found.
+// The values of names, for one rendering.
+class VarLookup {
+ public:
+  // `env` and `radius` outlive the object and stay as they are. `esc` asks for XML escaping of all
+  // but URL-escaped values.
+  VarLookup(const std::map<std::string, std::string>& env, radius::Packet& radius, bool esc)
+      : index_(env), radius_(radius), esc_(esc) {}
+
+  // Value of `name`: a page variable; else, for a name that ends in "-esc", the page variable before
+  // the suffix, URL-escaped; else a RADIUS reference (with or without the suffix, which then changes
+  // nothing). False, and `*value` untouched, when the name is none of these. A variable with an
+  // empty value is found. `*value` is valid until the next name is found.
+  bool find(std::string_view name, std::string_view* value);
+
+ private:
+  std::string_view escaped(const std::string& value);
+
+  VarIndex index_;
+  radius::Packet& radius_;
+  const bool esc_;
+  std::string made_;  // the value, when it is no variable's own
+};
+
+// The same for a single name.
 bool getVarVal(std::map<std::string, std::string>& env, radius::Packet& radius,
                const std::string& name, std::string* value, bool esc);
 
