@@ -13,13 +13,38 @@
 
 namespace {
 
+// The buffer behind a stream: a page is written in many short pieces, and the stream is asked about
+// its state once for all of them. What goes wrong leaves the stream bad, and is thrown only where
+// the stream is to throw, as by its own operations.
+class Output {
+ public:
+  explicit Output(std::ostream& stream) : stream_(stream), ready_(stream), good_(ready_) {}
+
+  void write(std::string_view text) {
+    if (!good_) return;
+    const std::streamsize length = static_cast<std::streamsize>(text.size());
+    try {
+      good_ = stream_.rdbuf()->sputn(text.data(), length) == length;
+    } catch (...) {
+      good_ = false;
+      if ((stream_.exceptions() & std::ios::badbit) != 0) throw;
+    }
+    if (!good_) stream_.setstate(std::ios::badbit);
+  }
+
+ private:
+  std::ostream& stream_;
+  const std::ostream::sentry ready_;
+  bool good_;
+};
+
 // One rendering. Text is always copied or skipped at the innermost nesting level; the levels around
 // it wait in `outer_`, each in the state of its block, until an elif, else or endif comes back to
 // them.
 class Renderer {
  public:
   Renderer(std::map<std::string, std::string>& env, radius::Packet& radius, const char* start,
-           const char* end, std::ostream* out, bool esc)
+           const char* end, Output* out, bool esc)
       : end_(end), out_(out), run_(start), ahead_(start, end, env), values_(env, radius, esc) {
     setLive(out != nullptr);
   }
@@ -54,7 +79,7 @@ class Renderer {
   void flush(const char* upTo, const char* next);
 
   const char* const end_;
-  std::ostream* const out_;
+  Output* const out_;
   const char* run_;    // start of the literal run that is still to be written
   bool live_ = false;  // what the current level renders is written
   LookAhead ahead_;
@@ -99,7 +124,7 @@ const char* Renderer::render() {
     flush(special, cursor);
     switch (directive.kind) {
       case kCmdNone:
-        if (live_) *out_ << text_;
+        if (live_) out_->write(text_);
         break;
       case kCmdIf:
         openBranch(kIfTransitions[isTrue(directive) ? 1 : 0][kIfNone][kCmdIf - 1], live_);
@@ -168,7 +193,7 @@ void Renderer::setLive(bool live) {
 }
 
 void Renderer::flush(const char* upTo, const char* next) {
-  if (live_ && run_ < upTo) out_->write(run_, upTo - run_);
+  if (live_ && run_ < upTo) out_->write({run_, static_cast<std::size_t>(upTo - run_)});
   run_ = next;
 }
 
@@ -190,5 +215,10 @@ void useEnvR(std::map<std::string, std::string>& env, radius::Packet& radius, co
     *cursor = end;
     return;
   }
-  *cursor = Renderer(env, radius, *cursor, end, out, esc).render();
+  if (out == nullptr) {
+    *cursor = Renderer(env, radius, *cursor, end, nullptr, esc).render();
+    return;
+  }
+  Output output(*out);
+  *cursor = Renderer(env, radius, *cursor, end, &output, esc).render();
 }
