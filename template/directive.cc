@@ -24,8 +24,6 @@ const std::uint32_t kIfTransitions[2][4][4] = {
 
 namespace {
 
-constexpr std::size_t kMaxWords = 4;
-
 using scan::isBlank;
 using scan::isCloser;
 
@@ -61,44 +59,43 @@ std::size_t LookAhead::longestName() {
   return longestName_;
 }
 
-bool readTokens(const char** cursor, const char* end, std::vector<std::string_view>* words,
-                LookAhead* ahead) {
-  words->clear();
-  words->reserve(kMaxWords);
+bool readTokens(const char** cursor, const char* end, Words* words, LookAhead* ahead) {
+  std::size_t count = 0;
   const char* at = skipBlanks(*cursor, end);
   while (at < end && !isCloser(*at)) {
-    if (words->size() == kMaxWords) return false;
+    if (count == Words::kMost) return false;
     const LookAhead::Word found = ahead->word(at);
     const std::string_view word(at, static_cast<std::size_t>(found.end - at));
     at = found.next;
-    if (words->empty() && !opensCondition(word) &&
+    if (count == 0 && !opensCondition(word) &&
         (at == end || !isCloser(*at) || !ahead->mayBeReference(word.size()))) {
       return false;
     }
-    words->push_back(word);
+    words->word[count++] = word;
   }
   if (at == end) return false;
+  words->count = count;
   *cursor = at + 1;
   return true;
 }
 
-bool parseTokens(std::vector<std::string_view>& words, SCmd* kind, const std::string_view** name,
+bool parseTokens(Words& words, SCmd* kind, const std::string_view** name,
                  const std::string_view** value, bool* equal) {
-  if (words.size() == 1) {
-    const std::string_view word = words[0];
+  if (words.count == 1) {
+    const std::string_view word = words.word[0];
     *kind = word == "else" ? kCmdElse : word == "endif" ? kCmdEndif : kCmdNone;
-    if (*kind == kCmdNone) *name = &words[0];
+    if (*kind == kCmdNone) *name = &words.word[0];
     return true;
   }
-  if (words.size() != 2 && words.size() != 4) return false;
-  if (!opensCondition(words[0])) return false;
-  *kind = words[0] == kIf ? kCmdIf : kCmdElif;
-  *name = &words[1];
-  if (words.size() == 2) return true;
-  const std::string_view op = words[2];
+  if (words.count != 2 && words.count != 4) return false;
+  if (!opensCondition(words.word[0])) return false;
+  *kind = words.word[0] == kIf ? kCmdIf : kCmdElif;
+  *name = &words.word[1];
+  if (words.count == 2) return true;
+  const std::string_view op = words.word[2];
   *equal = op == "==" || op == "=";
   if (!*equal && op != "!=" && op != "<>") return false;
-  removeQuotes(&words[3]);
-  *value = &words[3];
+  removeQuotes(&words.word[3]);
+  *value = &words.word[3];
   return true;
 }

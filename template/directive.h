@@ -20,7 +20,6 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "template/scan.h"
 
@@ -97,13 +96,35 @@ class LookAhead {
   bool dropped_ = false;
 };
 
-// Splits a directive into words, which are pieces of the text. `*cursor` stands behind the opener; on success it is moved behind
+// The words of a directive: pieces of the text, valid as long as that is.
+struct Words {
+  static constexpr std::size_t kMost = 4;  // more are no directive
+
+  std::string_view word[kMost];
+  std::size_t count = 0;
+};
+
+// Splits a directive into words. `*cursor` stands behind the opener; on success it is moved behind
 // the closer. False, with `*cursor` untouched and `*words` unspecified, when there is no closer
 // before `end`, and also as soon as the text can be no directive whatever follows: a first word
 // other than "if" and "elif" is followed by another, there are more than four, or a single word is
 // too long for a reference.
-bool readTokens(const char** cursor, const char* end, std::vector<std::string_view>* words,
-                LookAhead* ahead);
+bool readTokens(const char** cursor, const char* end, Words* words, LookAhead* ahead);
+
+// The same for a directive that is one word in a single block of the text, as nearly all are; false
+// for others, too.
+inline bool readShortToken(const char** cursor, const char* end, Words* words) {
+  const char* const at = *cursor;
+  if (end - at <= scan::Block::kBytes) return false;
+  const scan::Block found = scan::Delimiter::in(scan::Block::load(at));
+  if (!found.any()) return false;
+  const int length = found.first();
+  if (length == 0 || !scan::isCloser(at[length])) return false;
+  words->word[0] = {at, static_cast<std::size_t>(length)};
+  words->count = 1;
+  *cursor = at + length + 1;
+  return true;
+}
 
 // Classifies the words: false when they form no directive. On success `*kind` is set; `*name`
 // points to the word that names the variable (untouched for else and endif), `*value` to the
@@ -111,7 +132,7 @@ bool readTokens(const char** cursor, const char* end, std::vector<std::string_vi
 // `*equal` is true for "==" and "=", false for "!=" and "<>" (untouched when there is no
 // comparison). The caller sets all four to none, null, null and false beforehand. The pointers are
 // valid as long as `words` is.
-bool parseTokens(std::vector<std::string_view>& words, SCmd* kind, const std::string_view** name,
+bool parseTokens(Words& words, SCmd* kind, const std::string_view** name,
                  const std::string_view** value, bool* equal);
 
 #endif  // TEMPLATE_DIRECTIVE_H_

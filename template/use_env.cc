@@ -84,7 +84,7 @@ class Renderer {
   bool live_ = false;  // what the current level renders is written
   LookAhead ahead_;
   std::vector<Level> outer_;
-  std::vector<std::string_view> words_;  // kept from directive to directive for its storage alone
+  Words words_;  // those of the directive at hand
   VarLookup values_;
   std::string_view name_;  // the last one that was looked up; none is empty
   std::string_view text_;  // its value
@@ -139,8 +139,10 @@ const char* Renderer::render() {
 
 bool Renderer::read(const char** cursor, Directive* directive) {
   const char* behind = *cursor;
-  if (!readTokens(&behind, end_, &words_, &ahead_) ||
-      !parseTokens(words_, &directive->kind, &directive->name, &directive->value,
+  if (!readShortToken(&behind, end_, &words_) && !readTokens(&behind, end_, &words_, &ahead_)) {
+    return false;
+  }
+  if (!parseTokens(words_, &directive->kind, &directive->name, &directive->value,
                    &directive->equal)) {
     return false;
   }

@@ -16,7 +16,14 @@ class VarIndex {
   explicit VarIndex(const std::map<std::string, std::string>& env) : env_(env) {}
 
   // The value of a variable, null when there is none of that name.
-  const std::string* find(std::string_view name);
+  const std::string* find(std::string_view name) {
+    if (!isBuilt_) return findFirst(name);
+    for (std::size_t slot = slotOf(name);; slot = (slot + 1) % kSlots) {
+      const Variable* const variable = slots_[slot];
+      if (variable == nullptr) return nullptr;
+      if (variable->first == name) return &variable->second;
+    }
+  }
 
  private:
   using Variable = std::map<std::string, std::string>::value_type;
@@ -26,11 +33,19 @@ class VarIndex {
   static constexpr std::size_t kMostIndexed = 96;
   static constexpr unsigned kAskedBefore = 4;
 
-  static std::size_t slotOf(std::string_view name);
+  // Names share beginnings and ends: "bytes-in", "limit-bytes-in", "limit-bytes-out".
+  static std::size_t slotOf(std::string_view name) {
+    const std::size_t size = name.size();
+    if (size == 0) return 0;
+    const auto at = [&](std::size_t i) { return std::size_t{static_cast<unsigned char>(name[i])}; };
+    return (size * 3 + at(0) * 4 + at(size / 2) * 4 + at(size - 1) * 7) % kSlots;
+  }
+  const std::string* findFirst(std::string_view name);
   void build();
 
   const std::map<std::string, std::string>& env_;
   unsigned asked_ = 0;
+  bool isBuilt_ = false;
   const Variable* slots_[kSlots];  // of no value until all have been asked for
 };
 

@@ -28,6 +28,10 @@ bool VarLookup::find(std::string_view name, std::string_view* value) {
     *value = escaped(*variable);
     return true;
   }
+  return findOther(name, value);
+}
+
+bool VarLookup::findOther(std::string_view name, std::string_view* value) {
   if (name.size() > kEscSuffix.size() && name.ends_with(kEscSuffix)) {
     name.remove_suffix(kEscSuffix.size());
     if (const std::string* const variable = index_.find(name)) {

@@ -19,13 +19,14 @@ class VarLookup {
   VarLookup(const std::map<std::string, std::string>& env, radius::Packet& radius, bool esc)
       : index_(env), radius_(radius), esc_(esc) {}
 
-  // Value of `name`: a page variable; else, for a name that ends in "-esc", the page variable before
-  // the suffix, URL-escaped; else a RADIUS reference (with or without the suffix, which then changes
-  // nothing). False, and `*value` untouched, when the name is none of these. A variable with an
-  // empty value is found. `*value` is valid until the next name is found.
+  // Value of `name`: a page variable; else, for a name that ends in "-esc", the page variable
+  // before the suffix, URL-escaped; else a RADIUS reference (with or without the suffix, which then
+  // changes nothing). False, and `*value` untouched, when the name is none of these. A variable
+  // with an empty value is found. `*value` is valid until the next name is found.
   bool find(std::string_view name, std::string_view* value);
 
  private:
+  bool findOther(std::string_view name, std::string_view* value);
   std::string_view escaped(const std::string& value);
 
   VarIndex index_;

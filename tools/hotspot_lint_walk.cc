@@ -118,8 +118,8 @@ bool DirectiveReader::next(bool dropped, Directive* directive) {
     const std::string_view* value = nullptr;
     const bool isRead = readTokens(&at, end, &words_, &ahead_) &&
                         parseTokens(words_, &directive->kind, &name, &value, &directive->equal);
-    if (!isRead ||
-        (directive->kind == kCmdNone && !dropped && (name == nullptr || !isKnown(names_, std::string(*name))))) {
+    if (!isRead || (directive->kind == kCmdNone && !dropped &&
+                    (name == nullptr || !isKnown(names_, std::string(*name))))) {
       directive->kind = kCmdNone;
       directive->isLiteral = true;
       cursor_ = directive->end = special + 1;

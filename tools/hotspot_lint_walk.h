@@ -69,7 +69,7 @@ class DirectiveReader {
   const Names& names_;
   std::size_t cursor_;
   LookAhead ahead_;
-  std::vector<std::string_view> words_;
+  Words words_;
 };
 
 // Every directive on the assumption that each branch is shown, and where that assumption matters.

@@ -4,14 +4,21 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace {
 
-using Words = std::vector<std::string_view>;
 using Strings = std::vector<std::string>;
+
+Words wordsOf(std::initializer_list<std::string_view> list) {
+  Words words;
+  for (const std::string_view word : list) words.word[words.count++] = word;
+  return words;
+}
 
 struct Read {
   bool ok;
@@ -29,7 +36,7 @@ Read read(const std::string& text, bool dropped = false) {
   Read result{};
   Words words;
   result.ok = readTokens(&cursor, whole.data() + whole.size(), &words, &ahead);
-  result.words.assign(words.begin(), words.end());
+  if (result.ok) result.words.assign(words.word, words.word + words.count);
   result.cursor = static_cast<std::size_t>(cursor - whole.data()) - 1;
   return result;
 }
@@ -90,28 +97,28 @@ TEST(ParseTokens, OneWordIsElseEndifOrAReference) {
                                                               {"elif", kCmdNone},
                                                               {"none", kCmdNone},
                                                               {"x", kCmdNone}}) {
-    Words words{word};
+    Words words = wordsOf({word});
     const Parsed parsed = parse(words);
     EXPECT_TRUE(parsed.ok);
     EXPECT_EQ(parsed.kind, kind) << word;
-    EXPECT_EQ(parsed.name, kind == kCmdNone ? &words[0] : nullptr) << word;
+    EXPECT_EQ(parsed.name, kind == kCmdNone ? &words.word[0] : nullptr) << word;
     EXPECT_EQ(parsed.value, nullptr);
     EXPECT_FALSE(parsed.equal);
   }
 }
 
 TEST(ParseTokens, TwoWordsAreAConditionByItsFirst) {
-  Words words{"if", "x"};
+  Words words = wordsOf({"if", "x"});
   Parsed parsed = parse(words);
   EXPECT_TRUE(parsed.ok);
   EXPECT_EQ(parsed.kind, kCmdIf);
-  EXPECT_EQ(parsed.name, &words[1]);
+  EXPECT_EQ(parsed.name, &words.word[1]);
   EXPECT_EQ(parsed.value, nullptr);
   EXPECT_FALSE(parsed.equal);
-  words[0] = "elif";
+  words.word[0] = "elif";
   EXPECT_EQ(parse(words).kind, kCmdElif);
   for (const char* const first : {"else", "endif", "x", "IF", ""}) {
-    words[0] = first;
+    words.word[0] = first;
     EXPECT_FALSE(parse(words).ok) << first;
   }
 }
@@ -119,25 +126,27 @@ TEST(ParseTokens, TwoWordsAreAConditionByItsFirst) {
 TEST(ParseTokens, FourWordsAreAComparisonByItsOperator) {
   for (const auto& [op, equal] :
        std::map<std::string, bool>{{"==", true}, {"=", true}, {"!=", false}, {"<>", false}}) {
-    Words words{"elif", "x", op, "'v'"};
+    Words words = wordsOf({"elif", "x", op, "'v'"});
     const Parsed parsed = parse(words);
     EXPECT_TRUE(parsed.ok) << op;
     EXPECT_EQ(parsed.kind, kCmdElif);
-    EXPECT_EQ(parsed.name, &words[1]);
-    ASSERT_EQ(parsed.value, &words[3]);
+    EXPECT_EQ(parsed.name, &words.word[1]);
+    ASSERT_EQ(parsed.value, &words.word[3]);
     EXPECT_EQ(*parsed.value, "v");
     EXPECT_EQ(parsed.equal, equal) << op;
   }
-  Words unknown{"if", "x", "<", "1"};
+  Words unknown = wordsOf({"if", "x", "<", "1"});
   EXPECT_FALSE(parse(unknown).ok);
-  Words first{"when", "x", "==", "1"};
+  Words first = wordsOf({"when", "x", "==", "1"});
   EXPECT_FALSE(parse(first).ok);
 }
 
 TEST(ParseTokens, OtherCountsAreNoDirective) {
-  for (Words words : {Words{}, Words{"if", "x", "=="}, Words{"if", "x", "==", "1", "2"}}) {
-    EXPECT_FALSE(parse(words).ok) << words.size();
+  for (Words words : {Words(), wordsOf({"if", "x", "=="})}) {
+    EXPECT_FALSE(parse(words).ok) << words.count;
   }
+  EXPECT_FALSE(read("if x == 1 2)").ok);
+  EXPECT_FALSE(read("if x == 1 2 3)").ok);
 }
 
 TEST(Directive, NamesOfKindsAndStatesAreInOrder) {
