@@ -15,6 +15,8 @@
 #include "host/request.h"
 #include "host/response.h"
 
+class EnvWriter;
+
 // Built by HSrv::doMethod on its stack, used by one thread, gone when serve() returns; the three
 // references belong to the host and outlive it.
 //
@@ -129,10 +131,12 @@ struct HsConn {
   void showLoginRedirect(std::string page);
 
  private:
-  // The second half of initCfg.
-  void initSessionVars(const nv::message& reply, std::uint32_t state);
-  std::uint32_t initErrorVars(const char* name, const nv::message& reply);
-  void initLinkVars(const std::string& host, bool sslLogin);
+  // The parts of initCfg. The last one to be called sets the variables: the manager's message may
+  // name any of them.
+  std::string initServerName(const nv::message& reply, EnvWriter& vars);
+  void initLinkVars(const std::string& host, bool sslLogin, EnvWriter& vars);
+  void initSessionVars(const nv::message& reply, std::uint32_t state, EnvWriter& vars);
+  std::uint32_t initErrorVars(const char* name, const nv::message& reply, EnvWriter& vars);
 };
 
 #endif  // SERVLET_HS_CONN_H_

@@ -72,13 +72,13 @@ std::uint32_t HsConn::initCfg(const char* name, const nv::message& reply) {
   cfgFlags = reply.get_u32(kCfgFlags, 0);
   htmlDir = reply.get_string(kHtmlDir, "/home/web/hotspot/");
   const bool sslLogin = reply.get_bool(kSslLogin, false);
-  const std::string host = initServerName(reply);
+  EnvWriter vars(env);
+  const std::string host = initServerName(reply, vars);
   std::string mac = macText(reply);
   std::string user = reply.get_string(kUserName, "");
   // A client that was logged in by its MAC address has that as its user name.
   const bool loggedInByMac = loggedIn && user == mac;
 
-  EnvWriter vars(env);
   vars.set("domain", reply.get_string(kDomain, ""));
   vars.set("hostname", host);
   vars.set("identity", identity());
@@ -93,12 +93,12 @@ std::uint32_t HsConn::initCfg(const char* name, const nv::message& reply) {
   vars.set("user-agent", std::move(agent));
   vars.set("username", std::move(user));
 
-  initLinkVars(host, sslLogin);
-  initSessionVars(reply, reply.get_u32(kClientState, 0));
-  return initErrorVars(name, reply);
+  initLinkVars(host, sslLogin, vars);
+  initSessionVars(reply, reply.get_u32(kClientState, 0), vars);
+  return initErrorVars(name, reply, vars);
 }
 
-void HsConn::initLinkVars(const std::string& host, bool sslLogin) {
+void HsConn::initLinkVars(const std::string& host, bool sslLogin, EnvWriter& vars) {
   // Where the client wanted to go: what an earlier step of this request left in "link-orig" counts
   // when the client does not say, so it is read before it is overwritten.
   std::string dst = getParam(params, "dst", "");
@@ -110,7 +110,6 @@ void HsConn::initLinkVars(const std::string& host, bool sslLogin) {
   };
 
   // Only the login links take the scheme of a secure login; logout and status carry no destination.
-  EnvWriter vars(env);
   vars.set("link-advert", link("http", "advert", query));
   vars.set("link-alogin", link("http", "alogin", query));
   vars.set("link-login", link(loginScheme, "login", query));

@@ -1,7 +1,6 @@
 #include "vars/counter_vars.h"
 
 #include "template/format.h"
-#include "vars/env_writer.h"
 
 namespace {
 
@@ -21,13 +20,18 @@ std::string limitText(std::uint64_t limit, std::uint64_t count) {
 }  // namespace
 
 void setCounterVars(std::map<std::string, std::string>& env, const nv::message& reply) {
+  EnvWriter vars(env);
+  setCounterVars(vars, reply);
+  vars.write();
+}
+
+void setCounterVars(EnvWriter& vars, const nv::message& reply) {
   const std::uint64_t bytesIn = reply.get_u64(kBytesIn, 0);
   const std::uint64_t bytesOut = reply.get_u64(kBytesOut, 0);
   const std::uint64_t limitIn = reply.get_u64(kLimitBytesIn, 0);
   const std::uint64_t limitOut = reply.get_u64(kLimitBytesOut, 0);
   const std::uint64_t limitTotal = reply.get_u64(kLimitBytesTotal, 0);
 
-  EnvWriter vars(env);
   vars.set("bytes-in", ull2str(bytesIn));
   vars.set("bytes-in-nice", getNiceBytes(bytesIn));
   vars.set("bytes-out", ull2str(bytesOut));
@@ -44,8 +48,7 @@ void setCounterVars(std::map<std::string, std::string>& env, const nv::message& 
 
 bool initChap(std::map<std::string, std::string>& env, std::string value) {
   const bool hasChallenge = value.size() > 1;
-  EnvWriter vars(env);
-  vars.set("chap-challenge", hasChallenge ? bin2oct(value.substr(1)) : std::string());
-  vars.set("chap-id", hasChallenge ? bin2oct(value.substr(0, 1)) : std::string());
+  env["chap-challenge"] = hasChallenge ? bin2oct(value.substr(1)) : std::string();
+  env["chap-id"] = hasChallenge ? bin2oct(value.substr(0, 1)) : std::string();
   return hasChallenge;
 }

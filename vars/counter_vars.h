@@ -8,11 +8,13 @@
 #include <string>
 
 #include "host/message.h"
+#include "vars/env_writer.h"
 
 // Counters, byte limits and what remains of them. A limit of 0 is no limit: its two variables are
 // empty. The remainders are unsigned 64-bit differences without clamping: a client one byte past
 // its limit has "18446744073709551615" left.
 void setCounterVars(std::map<std::string, std::string>& env, const nv::message& reply);
+void setCounterVars(EnvWriter& vars, const nv::message& reply);
 
 // "chap-id" from the first byte of `value` and "chap-challenge" from the rest, in octal form, and
 // true; both empty, and false, when `value` holds fewer than two bytes.

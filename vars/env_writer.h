@@ -1,24 +1,108 @@
-// Assignment of page variables, many at a time.
+// Assignment of the page variables that come from a reply, all in one go.
 
 #ifndef VARS_ENV_WRITER_H_
 #define VARS_ENV_WRITER_H_
 
+#include <cstddef>
+#include <iterator>
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 
-// Sets variables as the map's index operation does. Those that come in ascending order of their
-// names find their places in the map beside each other, without a search from its root; any other
-// order is right too, and takes longer. `env` outlives the object, and nothing is erased meanwhile.
+// Their names, in ascending order.
+inline constexpr std::string_view kReplyVars[] = {
+    "advert-pending",
+    "blocked",
+    "bytes-in",
+    "bytes-in-nice",
+    "bytes-out",
+    "bytes-out-nice",
+    "domain",
+    "error-orig",
+    "error-type",
+    "hostname",
+    "identity",
+    "idle-timeout",
+    "idle-timeout-secs",
+    "interface-name",
+    "ip",
+    "limit-bytes-in",
+    "limit-bytes-out",
+    "limit-bytes-total",
+    "link-advert",
+    "link-alogin",
+    "link-login",
+    "link-login-only",
+    "link-logout",
+    "link-orig",
+    "link-status",
+    "location-id",
+    "location-name",
+    "logged-in",
+    "login-by",
+    "login-by-mac",
+    "mac",
+    "packets-in",
+    "packets-out",
+    "plain-passwd",
+    "refresh-timeout",
+    "refresh-timeout-secs",
+    "remain-bytes-in",
+    "remain-bytes-out",
+    "remain-bytes-total",
+    "server-address",
+    "server-name",
+    "session-id",
+    "session-time-left",
+    "session-time-left-secs",
+    "session-timeout",
+    "session-timeout-secs",
+    "ssl-login",
+    "target-dir",
+    "trial",
+    "uptime",
+    "uptime-secs",
+    "user-agent",
+    "username",
+    "var",
+};
+
+// One of these names. The compiler looks it up; it takes no other.
+class ReplyVar {
+ public:
+  consteval ReplyVar(const char* name) {
+    while (place_ < std::size(kReplyVars) && kReplyVars[place_] != name) ++place_;
+    if (place_ == std::size(kReplyVars)) notInTheTable();
+  }
+  std::size_t place() const { return place_; }
+
+ private:
+  static void notInTheTable();  // no function of a constant expression
+
+  std::size_t place_ = 0;
+};
+
+// Collects variables in any order, and sets them as the map's index operation does. A map that has
+// none of them yet is filled from one end to the other, without a search for any place in it.
 class EnvWriter {
  public:
-  explicit EnvWriter(std::map<std::string, std::string>& env) : env_(env), next_(env.begin()) {}
+  // `env` outlives the object.
+  explicit EnvWriter(std::map<std::string, std::string>& env) : env_(env) {}
 
-  void set(std::string_view name, std::string value);
+  // The last value of a variable counts.
+  void set(ReplyVar var, std::string value) {
+    values_[var.place()] = std::move(value);
+    isSet_[var.place()] = true;
+  }
+
+  // Sets what has been collected. Called once, at the end.
+  void write();
 
  private:
   std::map<std::string, std::string>& env_;
-  std::map<std::string, std::string>::iterator next_;  // behind the last one that was set
+  std::string values_[std::size(kReplyVars)];
+  bool isSet_[std::size(kReplyVars)] = {};
 };
 
 #endif  // VARS_ENV_WRITER_H_

@@ -17,10 +17,16 @@ constexpr std::uint32_t kDnsName = 0x2000044e;
 }  // namespace
 
 std::string HsConn::initServerName(const nv::message& reply) {
+  EnvWriter vars(env);
+  std::string host = initServerName(reply, vars);
+  vars.write();
+  return host;
+}
+
+std::string HsConn::initServerName(const nv::message& reply, EnvWriter& vars) {
   serverAddr = reply.get_be32(kServerAddress, 0);
   if (serverAddr == 0) serverAddr = req.localAddr;
   std::string address = IPAddr{serverAddr}.str();
-  EnvWriter vars(env);
   vars.set("interface-name", reply.get_string(kInterfaceName, ""));
   vars.set("location-id", reply.get_string(kLocationId, ""));
   vars.set("location-name", reply.get_string(kLocationName, ""));

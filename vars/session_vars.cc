@@ -56,7 +56,7 @@ std::string timeOrNothing(std::uint32_t seconds) {
 
 }  // namespace
 
-void HsConn::initSessionVars(const nv::message& reply, std::uint32_t state) {
+void HsConn::initSessionVars(const nv::message& reply, std::uint32_t state, EnvWriter& vars) {
   // Unsigned 32-bit differences: a time that has passed already wraps and is shown so.
   std::uint32_t uptime = 0;
   if (reply.size_u32(kLoginTime) != 0) uptime = nv::getUptime() - reply.get_u32(kLoginTime, 0);
@@ -67,7 +67,6 @@ void HsConn::initSessionVars(const nv::message& reply, std::uint32_t state) {
   std::uint32_t refresh = reply.get_u32(kRefresh, 0);
   if (left > 0 && left < refresh) refresh = left + 1;
 
-  EnvWriter vars(env);
   vars.set("advert-pending", yesNo(state > 1));
   vars.set("blocked", yesNo(state == kStateBlocked));
   vars.set("idle-timeout", timeOrNothing(idle));
@@ -85,11 +84,11 @@ void HsConn::initSessionVars(const nv::message& reply, std::uint32_t state) {
   vars.set("uptime-secs", num2str(uptime, "%u"));
   vars.set("var", getParam(params, "var", ""));
 
-  setCounterVars(env, reply);
+  setCounterVars(vars, reply);
   if (reply.size_field(kRadius) != 0) radius.bytes = reply.get_raw(kRadius, {});
 }
 
-std::uint32_t HsConn::initErrorVars(const char* name, const nv::message& reply) {
+std::uint32_t HsConn::initErrorVars(const char* name, const nv::message& reply, EnvWriter& vars) {
   unsigned code = 0;
   std::string text;
   if (nv::isError(reply, &code, &text)) {
@@ -101,9 +100,9 @@ std::uint32_t HsConn::initErrorVars(const char* name, const nv::message& reply) 
       resp.reusable = false;
     }
   }
-  EnvWriter vars(env);
   vars.set("error-orig", text);
   vars.set("error-type", errorType(code));
+  vars.write();
 
   // The manager's own message for the page may name page variables, "error-type" among them.
   text = reply.get_string(kPageMessage, text);
@@ -113,6 +112,6 @@ std::uint32_t HsConn::initErrorVars(const char* name, const nv::message& reply) 
     useEnv(text.data(), static_cast<unsigned>(text.size()), rendered, false);
     text = rendered.str();
   }
-  vars.set("error", std::move(text));
+  env["error"] = std::move(text);
   return code;
 }
