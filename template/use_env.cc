@@ -18,7 +18,7 @@ namespace {
 // the stream is to throw, as by its own operations.
 class Output {
  public:
-  explicit Output(std::ostream& stream) : stream_(stream), ready_(stream), good_(ready_) {}
+  explicit Output(std::ostream& stream) : stream_(stream), good_(stream.good()) {}
 
   void write(std::string_view text) {
     if (!good_) return;
@@ -34,7 +34,6 @@ class Output {
 
  private:
   std::ostream& stream_;
-  const std::ostream::sentry ready_;
   bool good_;
 };
 
