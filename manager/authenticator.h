@@ -43,7 +43,9 @@ class Authenticator {
   virtual ~Authenticator() = default;
 
   // Loop thread only. Checks the credentials and calls `done` once on the loop thread: within this
-  // call when the answer is at hand, later when it has to be waited for. Never blocks.
+  // call when the answer is at hand, later when it has to be waited for. Never blocks. Where memory
+  // is missing `done` goes (on the loop thread, too) without a call; or this throws, with no call
+  // later.
   virtual void check(const Credentials& credentials, std::function<void(Verdict)> done) = 0;
 
   // The account as it is now; nothing when there is none. Storage thread only, within a

@@ -88,6 +88,12 @@ void Portal::receive(const nv::message& request, const Responder& respond) {
   }
 }
 
+nv::message Portal::failedReply() const {
+  nv::message reply = nobodyReply(view_, {});
+  addFailure(&reply, kFailInternal);
+  return reply;
+}
+
 void Portal::get(const Client& client, bool needsSession, const Responder& respond) {
   if (const Session* session = view_.findActive(client.address, client.mac)) {
     return respond(statusReply(view_, *session, client, true));

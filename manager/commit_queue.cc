@@ -7,8 +7,9 @@
 #include <exception>
 #include <functional>
 #include <iterator>
-#include <memory>
 #include <utility>
+
+#include "manager/fail_stop.h"
 
 namespace manager {
 
@@ -34,21 +35,24 @@ void CommitQueue::submit(Work work) {
     });
     return;
   }
-  push({std::move(work), false});
+  push(std::move(work), false);
 }
 
 void CommitQueue::sweep(std::function<void(const Outcome&)> done) {
-  push({{[this] { ledger_.sweep(); }, std::move(done)}, true});
+  push({[this] { ledger_.sweep(); }, std::move(done)}, true);
 }
 
-void CommitQueue::push(Entry entry) {
-  ++waiting_;
+void CommitQueue::push(Work work, bool alone) {
+  Entries entry;
+  entry.push_back({std::move(work), alone, {}});
+  // Should it get lost for want of memory: who goes on being active is seen again.
   SeenClients seen = view_.takeSeen();
   {
     const std::lock_guard lock(mutex_);
     keepSeen(std::move(seen));
-    entries_.push_back(std::move(entry));
+    entries_.splice(entries_.end(), entry);
   }
+  ++waiting_;
   wake_.notify_one();
 }
 
@@ -82,31 +86,35 @@ void CommitQueue::finish() {
 }
 
 void CommitQueue::serve() {
-  for (;;) {
-    std::vector<Entry> group;
-    SeenClients seen;
-    {
-      std::unique_lock lock(mutex_);
-      wake_.wait(lock, [this] { return !entries_.empty() || finishing_; });
-      if (entries_.empty()) return;
-      group = takeGroup();
-      std::swap(seen, seen_);
+  try {
+    for (;;) {
+      SeenClients seen;
+      {
+        std::unique_lock lock(mutex_);
+        wake_.wait(lock, [this] { return !entries_.empty() || finishing_; });
+        if (entries_.empty()) return;
+        takeGroup();
+        std::swap(seen, seen_);
+      }
+      tellLedger(seen);
+      runGroup();
+      handBack();
     }
-    tellLedger(seen);
-    runGroup(std::move(group));
+  } catch (const std::exception& error) {
+    // Of the group nobody knows any more what is committed and what the view shows of it.
+    failStop(error);
   }
 }
 
-std::vector<CommitQueue::Entry> CommitQueue::takeGroup() {
-  std::size_t count = 1;
+// REQUIRES: mutex_ is held.
+void CommitQueue::takeGroup() {
+  auto end = std::next(entries_.begin());
   if (!entries_.front().alone) {
-    const std::size_t most = std::min(kMaxGroup, entries_.size());
-    while (count < most && !entries_[count].alone) ++count;
+    const auto isAlone = [](const Entry& entry) { return entry.alone; };
+    const auto most = static_cast<std::ptrdiff_t>(std::min(kMaxGroup, entries_.size()));
+    end = std::find_if(end, std::next(entries_.begin(), most), isAlone);
   }
-  const auto end = entries_.begin() + static_cast<std::ptrdiff_t>(count);
-  std::vector<Entry> group(std::make_move_iterator(entries_.begin()), std::make_move_iterator(end));
-  entries_.erase(entries_.begin(), end);
-  return group;
+  group_.splice(group_.end(), entries_, entries_.begin(), end);
 }
 
 void CommitQueue::tellLedger(const SeenClients& seen) {
@@ -114,50 +122,59 @@ void CommitQueue::tellLedger(const SeenClients& seen) {
   for (const auto& [address, mac] : seen.otherMac) ledger_.displace(address, mac);
 }
 
-void CommitQueue::runGroup(std::vector<Entry> group) {
-  struct Result {
-    std::vector<Entry> group;
-    std::vector<Outcome> outcomes;
-    Changes changes;
-  };
-  auto result = std::make_shared<Result>();
-  result->group = std::move(group);
-  const std::vector<Entry>& entries = result->group;
-  const Outcome together = tryRun(entries.data(), entries.size());
-  result->outcomes.assign(entries.size(), together);
-  if (together.failure && !entries.front().alone) {
-    ledger_.store().makeRoom();
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-      result->outcomes[i] = tryRun(&entries[i], 1);
-      if (result->outcomes[i].failure) report(result->outcomes[i].reason);
-    }
+void CommitQueue::runGroup() {
+  const Outcome together = tryRun(group_.begin(), group_.end());
+  if (!together.failure) return;
+  if (group_.front().alone) {
+    group_.front().outcome = together;
+    return;
   }
-  result->changes = ledger_.takeChanges();
-  // The work goes back with its results, and the last reference to it: what it holds (connections)
-  // is the loop thread's.
-  boost::asio::post(loop_, [this, result = std::move(result)] {
-    view_.apply(std::move(result->changes));
-    for (std::size_t i = 0; i < result->group.size(); ++i) {
-      --waiting_;
-      try {
-        result->group[i].work.done(result->outcomes[i]);
-      } catch (const std::exception& error) {
-        spdlog::error("a request was carried out and not answered: {}", error.what());
-      }
-    }
-  });
+  ledger_.store().makeRoom();
+  for (auto entry = group_.begin(); entry != group_.end(); ++entry) {
+    entry->outcome = tryRun(entry, std::next(entry));
+    if (entry->outcome.failure) report(entry->outcome.reason);
+  }
 }
 
-Outcome CommitQueue::tryRun(const Entry* first, std::size_t count) {
+// The work goes back with its results: what it holds (connections) is the loop thread's.
+void CommitQueue::handBack() {
+  Group group;
+  group.changes = ledger_.takeChanges();
+  {
+    const std::lock_guard lock(mutex_);
+    over_.push_back(std::move(group));
+    over_.back().entries.swap(group_);
+  }
+  boost::asio::post(loop_, [this] { tell(); });
+}
+
+void CommitQueue::tell() {
+  std::list<Group> over;
+  {
+    const std::lock_guard lock(mutex_);
+    over.splice(over.end(), over_, over_.begin());
+  }
+  view_.apply(std::move(over.front().changes));
+  for (const Entry& entry : over.front().entries) {
+    --waiting_;
+    try {
+      entry.work.done(entry.outcome);
+    } catch (const std::exception& error) {
+      spdlog::error("a request was carried out and not answered: {}", reasonOf(error));
+    }
+  }
+}
+
+Outcome CommitQueue::tryRun(Entries::const_iterator first, Entries::const_iterator end) {
   Outcome outcome;
   try {
-    for (std::size_t i = 0; i < count; ++i) first[i].work.run();
+    for (; first != end; ++first) first->work.run();
     ledger_.commit();
     return outcome;
   } catch (const StoreError& error) {
     outcome = {kFailStore, error.what()};
   } catch (const std::exception& error) {
-    outcome = {kFailInternal, error.what()};
+    outcome = {kFailInternal, reasonOf(error)};
   }
   ledger_.rollback();
   return outcome;

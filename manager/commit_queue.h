@@ -7,8 +7,8 @@
 #include <boost/asio/io_context.hpp>
 #include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <functional>
+#include <list>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -31,12 +31,15 @@ struct Work {
   // Does it; storage thread. Throws to have everything it did undone. May run twice: when the
   // commit of a group fails, all of it is undone and each piece runs once more by itself.
   std::function<void()> run;
-  // Called once on the loop thread, when the view shows what the work has changed.
+  // Called once on the loop thread, when the view shows what the work has changed. What it holds is
+  // the loop thread's, and ends there.
   std::function<void(const Outcome&)> done;
 };
 
 // Everything but the storage thread itself is called on the loop thread. From the first submit() to
-// the end of finish() the ledger and its store belong to the storage thread alone.
+// the end of finish() the ledger and its store belong to the storage thread alone. When memory is
+// missing for work it fails by itself; when it is missing for what concerns a whole group, changes
+// that were committed among it, the process ends (fail_stop.h).
 class CommitQueue {
  public:
   // Pieces of work that wait or run; further ones fail with kFailOverloaded.
@@ -50,7 +53,8 @@ class CommitQueue {
   CommitQueue(const CommitQueue&) = delete;
   CommitQueue& operator=(const CommitQueue&) = delete;
 
-  // Puts the work behind what waits already. `done` is never called within this call.
+  // Puts the work behind what waits already. `done` is never called within this call; nor later,
+  // when this call throws.
   void submit(Work work);
   // Ledger::sweep, a group of its own; not counted against kMaxWaiting.
   void sweep(std::function<void(const Outcome&)> done);
@@ -67,16 +71,26 @@ class CommitQueue {
   struct Entry {
     Work work;
     bool alone;  // commits by itself
+    Outcome outcome;
+  };
+  // Lists, since handing entries on must not need memory.
+  using Entries = std::list<Entry>;
+  struct Group {
+    Entries entries;
+    Changes changes;
   };
 
-  void push(Entry entry);
+  void push(Work work, bool alone);
   void serve();
-  std::vector<Entry> takeGroup();
+  void takeGroup();
   void tellLedger(const SeenClients& seen);
   void keepSeen(SeenClients seen);
-  void runGroup(std::vector<Entry> group);
+  void runGroup();
   // Runs and commits, or undoes and says why not.
-  Outcome tryRun(const Entry* first, std::size_t count);
+  Outcome tryRun(Entries::const_iterator first, Entries::const_iterator end);
+  void handBack();
+  // A group whose commit is over, on the loop thread.
+  void tell();
   void report(const std::string& reason);
 
   boost::asio::io_context& loop_;
@@ -84,10 +98,12 @@ class CommitQueue {
   View& view_;
   std::size_t waiting_ = 0;       // loop thread
   std::int64_t reportedAt_ = -1;  // storage thread
+  Entries group_;                 // storage thread: what it is at
 
-  std::mutex mutex_;  // for the next four
+  std::mutex mutex_;  // for the next five
   std::condition_variable wake_;
-  std::deque<Entry> entries_;
+  Entries entries_;
+  std::list<Group> over_;
   SeenClients seen_;
   std::size_t seenOnce_ = 0;  // entries of seen_ behind the last tidying
   bool finishing_ = false;

@@ -12,6 +12,8 @@ namespace {
 // log can be emptied into it and begin anew.
 constexpr int kChunkBytes = 262144;
 
+constexpr const char* kRollback = "ROLLBACK";
+
 // The log is cut back to this size after a checkpoint.
 constexpr const char* kOpenStatements =
     "PRAGMA locking_mode = EXCLUSIVE;"
@@ -33,6 +35,8 @@ Database::Database(const std::string& path) : path_(path) {
     // Exclusive locking takes the lock with the first write: take it now, so that a second manager
     // is told at its start.
     execute("BEGIN IMMEDIATE; COMMIT;");
+    // At hand when memory is missing: what cannot be undone would be committed with the next group.
+    prepared(kRollback);
   } catch (...) {
     sqlite3_close(db_);
     throw;
@@ -74,9 +78,9 @@ void Database::commit() {
   if (!sqlite3_get_autocommit(db_)) execute("COMMIT");
 }
 
-void Database::rollback() noexcept {
+void Database::rollback() {
   // Some errors (a full disk among them) have rolled back already.
-  if (!sqlite3_get_autocommit(db_)) sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+  if (!sqlite3_get_autocommit(db_)) Query(*this, kRollback).run();
 }
 
 void Database::checkpoint() noexcept {
@@ -90,14 +94,11 @@ void Database::makeRoom() noexcept {
 std::int64_t Database::changes() const { return sqlite3_changes64(db_); }
 
 sqlite3_stmt* Database::prepared(const char* sql) {
-  const auto found = statements_.find(sql);
-  if (found != statements_.end()) return found->second;
-  sqlite3_stmt* statement = nullptr;
-  if (sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
-      SQLITE_OK) {
+  sqlite3_stmt*& statement = statements_[sql];
+  if (!statement && sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement,
+                                       nullptr) != SQLITE_OK) {
     fail("cannot prepare");
   }
-  statements_.emplace(sql, statement);
   return statement;
 }
 

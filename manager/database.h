@@ -38,8 +38,8 @@ class Database {
   // Ends the transaction, if one is open; durable when it returns. On an error the transaction is
   // still open or already gone; call rollback() either way.
   void commit();
-  // Undoes what was not committed. Never throws.
-  void rollback() noexcept;
+  // Undoes what was not committed.
+  void rollback();
 
   // Moves the log into the main file. Never throws; a failure is harmless (the log is read at the
   // next start).

@@ -3,10 +3,12 @@
 namespace manager {
 
 void DueList::put(std::uint32_t address, std::int64_t atSecs) {
-  const auto [entry, isNew] = at_.try_emplace(address, atSecs);
-  if (!isNew && entry->second <= atSecs) return;
-  entry->second = atSecs;
+  const auto known = at_.find(address);
+  if (known != at_.end() && known->second <= atSecs) return;
+  // The place first: where memory is missing for the rest it is passed over, while an address
+  // without a place would never be due.
   places_[atSecs].push_back(address);
+  at_[address] = atSecs;
 }
 
 std::vector<std::uint32_t> DueList::take(std::int64_t nowSecs) {

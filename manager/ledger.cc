@@ -3,6 +3,7 @@
 #include <spdlog/spdlog.h>
 
 #include "manager/address_text.h"
+#include "manager/fail_stop.h"
 
 namespace manager {
 
@@ -16,34 +17,45 @@ Ledger::Ledger(Store& store, const Clock& clock, Enforcer& enforcer, const Serve
       settings_(base) {}
 
 void Ledger::commit() {
-  store_.commit();
-  for (const std::uint32_t address : sessions_.keep()) {
+  // What needs memory first, as far as it does no harm where nothing is committed.
+  const std::set<std::uint32_t> changed = sessions_.changed();
+  for (const std::uint32_t address : changed) {
     unseenSessions_.insert(address);
-    if (sessions_.find(address)) {
-      due_.put(address, now());
-    } else {
-      due_.drop(address);
-    }
+    if (sessions_.find(address)) due_.put(address, now());
   }
+  store_.commit();
+  for (const std::uint32_t address : changed) {
+    if (!sessions_.find(address)) due_.drop(address);
+  }
+  sessions_.keep();
   // States depend on the profiles' advertisements.
   allDue_ = allDue_ || before_.profiles.has_value();
   unseenProfiles_ = unseenProfiles_ || before_.profiles.has_value();
   unseenSettings_ = unseenSettings_ || before_.kept.has_value();
   before_ = {};
-  for (const auto& tell : afterCommit_) tell();
+  try {
+    for (const auto& tell : afterCommit_) tell();
+  } catch (const std::exception& error) {
+    // It cannot be undone any more. A start tells the enforcer everything anew.
+    failStop(error);
+  }
   afterCommit_.clear();
 }
 
 void Ledger::rollback() noexcept {
-  store_.rollback();
-  sessions_.undo();
-  afterCommit_.clear();
-  if (before_.profiles) profiles_.swap(*before_.profiles);
-  if (before_.kept) {
-    kept_.swap(*before_.kept);
-    applyKept();
+  try {
+    store_.rollback();
+    sessions_.undo();
+    afterCommit_.clear();
+    if (before_.profiles) profiles_.swap(*before_.profiles);
+    if (before_.kept) {
+      kept_.swap(*before_.kept);
+      applyKept();
+    }
+    before_ = {};
+  } catch (const std::exception& error) {
+    failStop(error);
   }
-  before_ = {};
 }
 
 Changes Ledger::takeChanges() {

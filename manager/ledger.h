@@ -47,8 +47,10 @@ class Ledger final : public Standing {
   // commits; goes on without, within one boot, when the database cannot be written)
   void start();
 
-  // Makes the group durable, then tells the enforcer.
+  // Makes the group durable, then tells the enforcer; ends the process (fail_stop.h) where memory
+  // is missing behind the database's commit.
   void commit();
+  // Ends the process when not everything of the group can be undone.
   void rollback() noexcept;
 
   // What was committed since this was called last; the first time everything.
@@ -105,6 +107,7 @@ class Ledger final : public Standing {
 
   void takeCounters(std::uint32_t address);
   std::set<std::uint32_t> takeDue();
+  void sweepDue();
   void endOverdue(const std::set<std::uint32_t>& due);
   void tidy();
   void announceStates(const std::set<std::uint32_t>& due);

@@ -3,6 +3,7 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "manager/address_text.h"
@@ -176,6 +177,16 @@ void Ledger::tidy() {
 }
 
 void Ledger::sweep() {
+  try {
+    sweepDue();
+  } catch (const std::bad_alloc&) {
+    // Whom it was about may be forgotten half-way.
+    allDue_ = true;
+    throw;
+  }
+}
+
+void Ledger::sweepDue() {
   const std::set<std::uint32_t> due = takeDue();
   try {
     endOverdue(due);

@@ -1,11 +1,14 @@
 #include "manager/local_users.h"
 
+#include <spdlog/spdlog.h>
+
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <memory>
 #include <thread>
 #include <utility>
 
+#include "manager/fail_stop.h"
 #include "manager/password.h"
 
 namespace manager {
@@ -43,8 +46,21 @@ std::optional<Verdict> matchSecret(const Credentials& credentials,
 
 }  // namespace
 
+struct LocalUsers::Check {
+  Done done;
+  std::string password;
+  std::string hash;
+  Verdict right;
+  Verdict wrong;
+  bool isRight = false;
+};
+
 LocalUsers::LocalUsers(boost::asio::io_context& loop, CommitQueue& queue, Store& store)
-    : loop_(loop), queue_(queue), store_(store), workers_(hashThreads()) {}
+    : loop_(loop), queue_(queue), store_(store), workers_(hashThreads()) {
+  // Makes its library ready, which is done once: should memory be missing for it then, no password
+  // could be checked any more.
+  chapAnswer(Challenge(1, '\0'), "");
+}
 
 LocalUsers::~LocalUsers() {
   workers_.stop();
@@ -80,25 +96,42 @@ void LocalUsers::checkAccount(const Credentials& credentials, const std::optiona
 void LocalUsers::checkHash(const Credentials& credentials, const std::optional<User>& user,
                            const Done& done) {
   if (waiting_ >= kMaxWaiting) return done(refused(kFailBusy));
-  ++waiting_;
   const bool isHashed = user && user->hashed;
   // Over HTTP the page's script answers the challenge where it can, which no hash can check.
   const bool isChap = !credentials.overHttps && !credentials.challenges.empty();
-  boost::asio::post(workers_, [this, user, isHashed, isChap, done = Done(done),
-                               password = credentials.password]() mutable {
-    const bool matches = hashMatches(password, isHashed ? user->secret : kNobodysHash);
-    Verdict verdict;
-    if (isHashed && matches) {
-      verdict.account = *user;
-    } else {
-      verdict = refusedGuess(isHashed && isChap ? kFailHashedChap : kFailInvalidUser);
+  // The worker needs no memory but the hash's own. What `done` holds is the loop thread's, and
+  // stays here until that one takes it.
+  const auto check = std::make_shared<Check>();
+  check->done = done;
+  check->password = credentials.password;
+  check->hash = isHashed ? user->secret : kNobodysHash;
+  if (isHashed) check->right.account = *user;
+  check->wrong = refusedGuess(isHashed && isChap ? kFailHashedChap : kFailInvalidUser);
+  boost::asio::post(workers_, [this, isHashed, check] {
+    try {
+      check->isRight = hashMatches(check->password, check->hash) && isHashed;
+    } catch (const std::exception& error) {
+      spdlog::error("a password cannot be checked: {}", reasonOf(error));
+      check->wrong = refused(kFailInternal);
     }
-    // The last reference to what `done` holds must go on the loop thread.
-    boost::asio::post(loop_, [this, verdict, done = std::move(done)] {
-      --waiting_;
-      done(verdict);
-    });
+    try {
+      boost::asio::post(loop_, [this, check] { tell(*check); });
+    } catch (const std::exception& error) {
+      // Nobody could tell the client, who would not be let in any more.
+      failStop(error);
+    }
   });
+  ++waiting_;
+}
+
+void LocalUsers::tell(Check& check) {
+  --waiting_;
+  const Done done = std::move(check.done);
+  try {
+    done(check.isRight ? check.right : check.wrong);
+  } catch (const std::exception& error) {
+    spdlog::error("a password was checked and its login not answered: {}", reasonOf(error));
+  }
 }
 
 }  // namespace manager

@@ -39,6 +39,9 @@ class LocalUsers : public Authenticator {
   void checkAccount(const Credentials& credentials, const std::optional<User>& user,
                     const Done& done);
   void checkHash(const Credentials& credentials, const std::optional<User>& user, const Done& done);
+  // Loop thread.
+  struct Check;
+  void tell(Check& check);
 
   boost::asio::io_context& loop_;
   CommitQueue& queue_;

@@ -2,6 +2,7 @@
 
 #include <spdlog/spdlog.h>
 
+#include <memory>
 #include <utility>
 
 #include "manager/address_text.h"
@@ -29,9 +30,14 @@ void Portal::login(const Login& login, const Responder& respond) {
 void Portal::checkPassword(const Login& login, const Responder& respond) {
   if (!guesses_.allows(login.client.key(), view_.now()))
     return refuse(login, kFailTooManyGuesses, respond);
-  if (!beingChecked_.insert(login.client.address).second) {
+  if (!beingChecked_->insert(login.client.address).second) {
     return refuse(login, kFailAuthInProgress, respond);
   }
+  // Until the last of the check is gone, with a word or without one.
+  const std::shared_ptr<void> checking(
+      nullptr, [checked = beingChecked_, address = login.client.address](void*) {
+        checked->erase(address);
+      });
   Credentials credentials;
   credentials.account = login.account();
   credentials.password = login.password;
@@ -43,8 +49,7 @@ void Portal::checkPassword(const Login& login, const Responder& respond) {
   credentials.clientAddress = login.client.address;
   credentials.clientMac = login.client.mac;
   credentials.radiusAttributes = login.radiusAttributes;
-  authenticator_.check(credentials, [this, login, respond](const Verdict& verdict) {
-    beingChecked_.erase(login.client.address);
+  authenticator_.check(credentials, [this, login, respond, checking](const Verdict& verdict) {
     if (verdict.wasGuess) noteGuess(login, *verdict.failure);
     if (verdict.failure) return refuse(login, *verdict.failure, respond);
     submitLogin(

@@ -8,9 +8,11 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 
 #include "manager/config.h"
+#include "manager/fail_stop.h"
 #include "manager/service.h"
 
 namespace {
@@ -30,9 +32,17 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-}  // namespace
+// Some destructors of libraries need memory (that of a JSON value, for one).
+[[noreturn]] void endOfAnException() {
+  try {
+    if (std::current_exception()) std::rethrow_exception(std::current_exception());
+  } catch (const std::exception& error) {
+    manager::failStop(error);
+  }
+  std::abort();
+}
 
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   manager::Config config;
   const settings::Result result = manager::readConfig(argc, argv, &config);
   if (!result.run) return settings::finish(result);
@@ -47,12 +57,19 @@ int main(int argc, char** argv) {
   // The database holds passwords: its files are the manager's alone.
   umask(0077);
   raiseDescriptorLimit();
+  manager::Service service(config);
+  service.run();
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::set_terminate(endOfAnException);
   try {
-    manager::Service service(config);
-    service.run();
+    return run(argc, argv);
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "hotspot-manager: %s\n", error.what());
+    std::fprintf(stderr, "hotspot-manager: %s\n", manager::reasonOf(error));
     return 1;
   }
-  return 0;
 }

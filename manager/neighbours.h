@@ -18,11 +18,13 @@ class Neighbours {
   Neighbours(const Clock& clock, std::string path);
 
   // The MAC address in the form of MacAddr::str(), empty when the kernel knows none. The table is
-  // read at most once a second, but always with `fresh`.
+  // read at most once a second, but always with `fresh`. Throws std::system_error when there is a
+  // table that cannot be read.
   std::string find(std::uint32_t address, bool fresh);
 
  private:
   void read();
+  [[noreturn]] void fail() const;
 
   const Clock& clock_;
   const std::string path_;

@@ -6,6 +6,7 @@
 
 #include <cctype>
 #include <memory>
+#include <new>
 #include <stdexcept>
 
 namespace manager {
@@ -67,6 +68,9 @@ bool hashMatches(const std::string& given, const std::string& hash) {
   // crypt_data is 32 KiB: too much for a small stack.
   const auto data = std::make_unique<crypt_data>();
   const char* result = crypt_r(given.c_str(), hash.c_str(), data.get());
+  const bool failed = !result || *result == '*';
+  // No password is wrong for want of memory.
+  if (failed && isUsableHash(hash)) throw std::bad_alloc();
   return result && given.find('\0') == std::string::npos && sameBytes(result, hash);
 }
 

@@ -7,9 +7,10 @@
 
 #include <cerrno>
 #include <exception>
+#include <optional>
 #include <utility>
 
-#include "manager/failures.h"
+#include "manager/fail_stop.h"
 #include "manager/peer_socket.h"
 #include "manager/portal_protocol.h"
 #include "manager/replies.h"
@@ -22,18 +23,67 @@ bool isTemporary(int error) { return error == EAGAIN || error == EWOULDBLOCK || 
 
 }  // namespace
 
-PeerConnection::PeerConnection(PeerSocket& socket, int descriptor)
-    : socket_(socket), descriptor_(descriptor) {}
+// A request under way. Whoever is to answer it has a reference; when the last one goes without an
+// answer, since memory was missing somewhere on the way, it fails.
+class PeerConnection::Request {
+ public:
+  explicit Request(std::shared_ptr<PeerConnection> connection)
+      : connection_(std::move(connection)) {
+    ++connection_->underWay_;
+    ++connection_->socket_.underWay_;
+  }
+  ~Request() {
+    if (!connection_ || connection_->descriptor_ < 0) return;
+    try {
+      answer(connection_->socket_.failedReply_());
+    } catch (const std::exception& error) {
+      connection_->giveUp(error);
+    }
+  }
+  Request(const Request&) = delete;
+  Request& operator=(const Request&) = delete;
+
+  void setNumber(std::uint32_t number) { number_ = number; }
+
+  void answer(nv::message reply) {
+    if (number_) reply.insert_u32(portal::kRequestNumber, *number_);
+    if (!reply.fits()) {
+      reply = protocolError("the reply is too long");
+      if (number_) reply.insert_u32(portal::kRequestNumber, *number_);
+    }
+    std::exchange(connection_, nullptr)->answer(std::move(reply));
+  }
+
+ private:
+  std::shared_ptr<PeerConnection> connection_;  // null once it is answered
+  std::optional<std::uint32_t> number_;
+};
 
 PeerConnection::~PeerConnection() {
   if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+bool PeerConnection::accept(int listener) {
+  descriptor_ = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+  return descriptor_ >= 0;
+}
+
+void PeerConnection::refuse(const std::string& why) const {
+  const std::string wire = protocolError(why).encode();
+  send(descriptor_, wire.data(), wire.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
 void PeerConnection::close() {
   if (descriptor_ < 0) return;
   ::close(std::exchange(descriptor_, -1));
   unsent_.clear();
+  socket_.underWay_ -= std::exchange(underWay_, 0);
   socket_.forget(shared_from_this());
+}
+
+void PeerConnection::giveUp(const std::exception& error) {
+  spdlog::error("a connection ends, its requests are not answered: {}", reasonOf(error));
+  close();
 }
 
 bool PeerConnection::readsOn() const {
@@ -68,37 +118,37 @@ void PeerConnection::read() {
 }
 
 void PeerConnection::handle(const char* data, std::size_t length) {
-  nv::message request;
-  ++underWay_;
-  ++socket_.underWay_;
-  if (length > nv::kMaxMessageBytes || !request.decode(data, length)) {
-    return answer(protocolError("malformed message"));
-  }
-  const bool numbered = request.size_u32(portal::kRequestNumber) != 0;
-  const std::uint32_t number = request.get_u32(portal::kRequestNumber, 0);
-  const std::size_t before = socket_.underWay_;
-  const auto respond = [self = shared_from_this(), numbered, number](nv::message reply) {
-    if (numbered) reply.insert_u32(portal::kRequestNumber, number);
-    if (!reply.fits()) {
-      reply = protocolError("the reply is too long");
-      if (numbered) reply.insert_u32(portal::kRequestNumber, number);
-    }
-    self->answer(std::move(reply));
-  };
+  std::shared_ptr<Request> request;
+  nv::message message;
+  bool decoded = false;
   try {
-    socket_.handler_(request, respond);
+    request = std::make_shared<Request>(shared_from_this());
+    decoded = length <= nv::kMaxMessageBytes && message.decode(data, length);
+  } catch (const std::exception& error) {
+    // Nobody knows its number, without which its peer would not take an answer for one.
+    return giveUp(error);
+  }
+  try {
+    if (!decoded) return request->answer(protocolError("malformed message"));
+    if (message.size_u32(portal::kRequestNumber) != 0) {
+      request->setNumber(message.get_u32(portal::kRequestNumber, 0));
+    }
+    socket_.handler_(message, [request](nv::message reply) { request->answer(std::move(reply)); });
   } catch (const std::exception& error) {
     // Out of memory, say: this request fails, the others go on.
-    spdlog::error("request failed: {}", error.what());
-    if (socket_.underWay_ == before) respond(protocolError(kFailInternal.text));
+    spdlog::error("request failed: {}", reasonOf(error));
   }
 }
 
 void PeerConnection::answer(nv::message reply) {
+  if (descriptor_ < 0) return;
   --underWay_;
   --socket_.underWay_;
-  if (descriptor_ < 0) return;
-  unsent_.push_back(std::move(reply));
+  try {
+    unsent_.push_back(std::move(reply));
+  } catch (const std::exception& error) {
+    return giveUp(error);
+  }
   if (socket_.writeLater(this)) return;
   write();
   watch();

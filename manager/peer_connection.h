@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <exception>
 #include <memory>
 #include <string>
 
@@ -16,13 +17,22 @@ namespace manager {
 class PeerSocket;
 
 // Loop thread only. Lives as long as the socket's list holds it or a request of it is under way.
+// Each request is answered once, or its connection ends: where memory is missing for the answer,
+// too.
 class PeerConnection : public std::enable_shared_from_this<PeerConnection> {
  public:
   // Takes the descriptor over; it is non-blocking.
-  PeerConnection(PeerSocket& socket, int descriptor);
+  // Not connected yet.
+  explicit PeerConnection(PeerSocket& socket) : socket_(socket) {}
   ~PeerConnection();
   PeerConnection(const PeerConnection&) = delete;
   PeerConnection& operator=(const PeerConnection&) = delete;
+
+  // Takes the next of a listening socket's; false, and errno says why, when there is none.
+  bool accept(int listener);
+  int descriptor() const { return descriptor_; }
+  // Says why the other side is not served.
+  void refuse(const std::string& why) const;
 
   // Has the socket tell when there is something to read, or room to write, as far as it is wanted.
   void watch();
@@ -34,15 +44,18 @@ class PeerConnection : public std::enable_shared_from_this<PeerConnection> {
   void close();
 
  private:
+  class Request;
+
   bool readsOn() const;
   void read();
   void handle(const char* data, std::size_t length);
   void answer(nv::message reply);
+  void giveUp(const std::exception& error);
 
   PeerSocket& socket_;
-  int descriptor_;  // -1 when the connection is over
+  int descriptor_ = -1;  // -1 also when the connection is over
   std::deque<nv::message> unsent_;
-  std::size_t underWay_ = 0;
+  std::size_t underWay_ = 0;   // of an open connection
   std::uint32_t watched_ = 0;  // events that the socket tells of
   bool blocked_ = false;       // the kernel takes no more for now
 };

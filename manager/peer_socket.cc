@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "manager/fail_stop.h"
 #include "manager/peer_check.h"
 #include "manager/peer_connection.h"
 #include "manager/replies.h"
@@ -37,15 +38,17 @@ int newEpoll() {
 }  // namespace
 
 PeerSocket::PeerSocket(boost::asio::io_context& loop, const std::string& path,
-                       const std::optional<gid_t>& group, Handler handler)
+                       const std::optional<gid_t>& group, Handler handler, FailedReply failedReply)
     : loop_(loop),
       group_(group),
       handler_(std::move(handler)),
+      failedReply_(std::move(failedReply)),
       file_(std::make_unique<SocketFile>(path, group)),
       listener_(loop, dup(file_->descriptor())),
       rest_(loop),
       readiness_(loop, newEpoll()),
       buffer_(nv::kMaxMessageBytes + 1, '\0') {
+  answered_.reserve(kMostReady);
   accept();
   await();
 }
@@ -64,28 +67,35 @@ void PeerSocket::stopAccepting() {
 void PeerSocket::accept() {
   listener_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
                        [this](const boost::system::error_code& error) {
-                         if (error) return;
-                         const int descriptor = accept4(listener_.native_handle(), nullptr, nullptr,
-                                                        SOCK_CLOEXEC | SOCK_NONBLOCK);
-                         if (descriptor >= 0) {
-                           welcome(descriptor);
-                         } else if (errno == EMFILE || errno == ENFILE || errno == ENOMEM) {
-                           return restFromAccepting();
-                         }
-                         accept();
+                         if (!error) acceptOne();
                        });
 }
 
-void PeerSocket::restFromAccepting() {
-  spdlog::error("cannot accept a connection: {}", std::strerror(errno));
+void PeerSocket::acceptOne() {
+  try {
+    // Memory before the descriptor, which is thereby closed whatever is missing later.
+    const auto connection = std::make_shared<PeerConnection>(*this);
+    if (connection->accept(listener_.native_handle())) {
+      welcome(connection);
+    } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
+      return restFromAccepting(std::strerror(errno));
+    }
+  } catch (const std::exception& error) {
+    return restFromAccepting(reasonOf(error));
+  }
+  accept();
+}
+
+void PeerSocket::restFromAccepting(const char* why) {
+  spdlog::error("cannot accept a connection: {}", why);
   rest_.expires_after(kRest);
   rest_.async_wait([this](const boost::system::error_code& error) {
     if (!error) accept();
   });
 }
 
-void PeerSocket::welcome(int descriptor) {
-  const std::optional<Peer> peer = peerOf(descriptor);
+void PeerSocket::welcome(const std::shared_ptr<PeerConnection>& connection) {
+  const std::optional<Peer> peer = peerOf(connection->descriptor());
   std::string refusal;
   if (!peer || !mayTalk(*peer, geteuid(), group_)) {
     refusal = "this user may not talk to the hotspot manager";
@@ -94,13 +104,7 @@ void PeerSocket::welcome(int descriptor) {
   } else if (connections_.size() >= kMaxConnections) {
     refusal = "too many connections";
   }
-  if (!refusal.empty()) {
-    const std::string wire = protocolError(refusal).encode();
-    send(descriptor, wire.data(), wire.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-    ::close(descriptor);
-    return;
-  }
-  const auto connection = std::make_shared<PeerConnection>(*this, descriptor);
+  if (!refusal.empty()) return connection->refuse(refusal);
   connections_.insert(connection);
   connection->watch();
 }
@@ -148,9 +152,8 @@ bool PeerSocket::writeLater(PeerConnection* connection) {
   return inRound_;
 }
 
-void PeerSocket::forget(const std::shared_ptr<PeerConnection>& connection) {
-  ended_.push_back(connection);
-  connections_.erase(connection);
+void PeerSocket::forget(const std::shared_ptr<PeerConnection>& connection) noexcept {
+  ended_.insert(connections_.extract(connection));
 }
 
 }  // namespace manager

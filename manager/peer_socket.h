@@ -29,9 +29,12 @@ class PeerConnection;
 class PeerSocket {
  public:
   using Responder = std::function<void(nv::message)>;
-  // Takes one message; has to call the responder once, at any time, on the loop thread, or throw
-  // and not call it later. The responder may outlive the connection.
+  // Takes one message; has to call the responder once, at any time, on the loop thread, or throw.
+  // A request whose responder and all its copies are gone (on the loop thread, too) without a call
+  // is answered as one that failed. The responder may outlive the connection and the socket.
   using Handler = std::function<void(const nv::message&, Responder)>;
+  // The reply to a request that failed so.
+  using FailedReply = std::function<nv::message()>;
 
   // Connections beyond this many are closed at once.
   static constexpr std::size_t kMaxConnections = 1024;
@@ -40,7 +43,7 @@ class PeerSocket {
 
   // Throws std::runtime_error with one line when the socket cannot be made.
   PeerSocket(boost::asio::io_context& loop, const std::string& path,
-             const std::optional<gid_t>& group, Handler handler);
+             const std::optional<gid_t>& group, Handler handler, FailedReply failedReply);
   ~PeerSocket();
 
   // No new connections from now on, and the file goes; the connections go on.
@@ -53,8 +56,9 @@ class PeerSocket {
   friend class PeerConnection;
 
   void accept();
-  void restFromAccepting();
-  void welcome(int descriptor);
+  void acceptOne();
+  void restFromAccepting(const char* why);
+  void welcome(const std::shared_ptr<PeerConnection>& connection);
   void await();
   void serveReady();
 
@@ -62,11 +66,12 @@ class PeerSocket {
   bool watch(int descriptor, int change, std::uint32_t events, PeerConnection* connection);
   // True when the socket itself has the connection write, at the end of the present round.
   bool writeLater(PeerConnection* connection);
-  void forget(const std::shared_ptr<PeerConnection>& connection);
+  void forget(const std::shared_ptr<PeerConnection>& connection) noexcept;
 
   boost::asio::io_context& loop_;
   const std::optional<gid_t> group_;
   const Handler handler_;
+  const FailedReply failedReply_;
   std::unique_ptr<SocketFile> file_;
   boost::asio::posix::stream_descriptor listener_;
   boost::asio::steady_timer rest_;
@@ -75,10 +80,10 @@ class PeerSocket {
   boost::asio::posix::stream_descriptor readiness_;
   std::set<std::shared_ptr<PeerConnection>> connections_;
   bool inRound_ = false;
-  // Of the present round: connections that have something to write, and those that ended, which
-  // must not go before it.
+  // Of the present round: connections that have something to write (with room for one answer of
+  // each), and those that ended, which must not go before it.
   std::vector<PeerConnection*> answered_;
-  std::vector<std::shared_ptr<PeerConnection>> ended_;
+  std::set<std::shared_ptr<PeerConnection>> ended_;
   std::size_t underWay_ = 0;
   std::string buffer_;  // where a packet is read; shared, since it is decoded at once
 };

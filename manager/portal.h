@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <set>
 
 #include "host/message.h"
@@ -35,6 +36,10 @@ class Portal {
   // this call or later.
   void receive(const nv::message& request, const Responder& respond);
 
+  // The reply to a request that failed where nobody knew any more whose it was: its page needs the
+  // hotspot's settings.
+  nv::message failedReply() const;
+
  private:
   using Job = std::function<nv::message()>;
 
@@ -59,7 +64,9 @@ class Portal {
   Neighbours& neighbours_;
   Challenges challenges_;
   GuessLimit guesses_;
-  std::set<std::uint32_t> beingChecked_;  // clients whose password is being checked
+  // Clients whose password is being checked. Shared with the checks, which may outlive this object.
+  const std::shared_ptr<std::set<std::uint32_t>> beingChecked_ =
+      std::make_shared<std::set<std::uint32_t>>();
 };
 
 }  // namespace manager

@@ -4,7 +4,6 @@
 #define MANAGER_RECENT_H_
 
 #include <cstddef>
-#include <iterator>
 #include <list>
 #include <unordered_map>
 #include <utility>
@@ -27,8 +26,11 @@ class Recent {
       return found->second->second;
     }
     if (entries_.size() >= most_ && !entries_.empty()) forget(Key(entries_.front().first));
-    entries_.emplace_back(key, Value());
-    index_.emplace(key, std::prev(entries_.end()));
+    // Both or, where memory is missing, none: what the index does not know could not be forgotten.
+    Entries fresh;
+    fresh.emplace_back(key, Value());
+    index_.emplace(key, fresh.begin());
+    entries_.splice(entries_.end(), fresh);
     return entries_.back().second;
   }
 

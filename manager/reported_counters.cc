@@ -30,8 +30,8 @@ std::optional<Counters> ReportedCounters::counters(std::uint32_t address) const 
 
 void ReportedCounters::report(std::uint32_t address, const Counters& counters) {
   const std::lock_guard lock(mutex_);
-  reported_[address] = counters;
   counted_.push_back(address);
+  reported_[address] = counters;
 }
 
 std::vector<std::uint32_t> ReportedCounters::takeCounted() {

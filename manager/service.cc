@@ -8,6 +8,11 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <exception>
+
+#include "manager/fail_stop.h"
+#include "manager/failures.h"
+#include "manager/replies.h"
 
 namespace manager {
 
@@ -42,14 +47,18 @@ Service::Service(const Config& config)
       signals_(loop_, SIGTERM, SIGINT),
       hangup_(loop_, SIGHUP),
       timer_(loop_),
-      portalSocket_(loop_, config.socket, groupId(config.group),
-                    [this](const nv::message& request, PeerSocket::Responder respond) {
-                      portal_.receive(request, respond);
-                    }),
-      adminSocket_(loop_, config.adminSocket, groupId(config.adminGroup),
-                   [this](const nv::message& request, PeerSocket::Responder respond) {
-                     admin_.receive(request, std::move(respond));
-                   }) {
+      portalSocket_(
+          loop_, config.socket, groupId(config.group),
+          [this](const nv::message& request, PeerSocket::Responder respond) {
+            portal_.receive(request, respond);
+          },
+          [this] { return portal_.failedReply(); }),
+      adminSocket_(
+          loop_, config.adminSocket, groupId(config.adminGroup),
+          [this](const nv::message& request, PeerSocket::Responder respond) {
+            admin_.receive(request, std::move(respond));
+          },
+          [] { return protocolError(kFailInternal.text); }) {
   struct stat status {};
   if (stat(config.database.c_str(), &status) == 0 && (status.st_mode & 077) != 0) {
     spdlog::warn(
@@ -74,12 +83,17 @@ void Service::run() {
   });
   awaitHangup();
   scheduleSweep();
-  loop_.run();
-  queue_.finish();
+  try {
+    loop_.run();
+    queue_.finish();
+  } catch (const std::exception& error) {
+    // Something that the loop waits for is not waited for any more, or the view is only half a one.
+    failStop(error);
+  }
   try {
     ledger_.settle();
-  } catch (const StoreError& error) {
-    spdlog::error("the last counters and times of activity are not kept: {}", error.what());
+  } catch (const std::exception& error) {
+    spdlog::error("the last counters and times of activity are not kept: {}", reasonOf(error));
   }
   spdlog::info("stopped");
 }
@@ -129,6 +143,7 @@ void Service::awaitLastAnswers(int turnsLeft) {
     // answers, and password checks, are given up.
     const bool answered = portalSocket_.underWay() + adminSocket_.underWay() == 0;
     if (queue_.waiting() == 0 && (answered || turnsLeft == 0)) {
+      if (!answered) spdlog::warn("some requests are not answered at the end");
       loop_.stop();
     } else {
       if (turnsLeft == kStopTurns - kPatientTurns && queue_.waiting() != 0) {

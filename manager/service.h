@@ -33,7 +33,8 @@ class Service {
   Service& operator=(const Service&) = delete;
 
   // Serves until SIGTERM or SIGINT; then answers what it has been asked, makes everything durable
-  // and returns. SIGHUP changes nothing, and the log says so.
+  // and returns. SIGHUP changes nothing, and the log says so. Ends the process (fail_stop.h) when
+  // it cannot go on.
   void run();
 
  private:

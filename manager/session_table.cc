@@ -29,9 +29,10 @@ const Session* SessionTable::behind(std::uint32_t address, const std::string& ac
 
 void SessionTable::restore(Session session) {
   const std::uint32_t address = session.address;
-  byAccount_[session.account].insert(address);
+  // First, so that what memory is missing for is found, and taken out again, by eraseRaw().
+  const auto added = sessions_.emplace(address, Entry{std::move(session)}).first;
   addresses_.insert(address);
-  sessions_.emplace(address, Entry{std::move(session)});
+  byAccount_[added->second.session.account].insert(address);
 }
 
 void SessionTable::put(const Session& session) {
@@ -63,8 +64,8 @@ bool SessionTable::count(std::uint32_t address, const Counters& counters) {
 
 void SessionTable::noteUnwritten(Entry* entry) {
   if (entry->unwritten) return;
-  entry->unwritten = true;
   unwritten_.push_back(entry->session.address);
+  entry->unwritten = true;
 }
 
 std::vector<std::uint32_t> SessionTable::unwritten(std::size_t count) const {
@@ -81,10 +82,9 @@ void SessionTable::written(std::size_t count) {
   }
 }
 
-std::set<std::uint32_t> SessionTable::keep() {
+std::set<std::uint32_t> SessionTable::changed() const {
   std::set<std::uint32_t> changed;
   for (const auto& [address, session] : before_) changed.insert(address);
-  before_.clear();
   return changed;
 }
 
@@ -114,8 +114,10 @@ void SessionTable::eraseRaw(std::uint32_t address) {
   const auto found = sessions_.find(address);
   if (found == sessions_.end()) return;
   const auto account = byAccount_.find(found->second.session.account);
-  account->second.erase(address);
-  if (account->second.empty()) byAccount_.erase(account);
+  if (account != byAccount_.end()) {
+    account->second.erase(address);
+    if (account->second.empty()) byAccount_.erase(account);
+  }
   addresses_.erase(address);
   sessions_.erase(found);
 }

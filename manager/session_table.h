@@ -50,8 +50,9 @@ class SessionTable {
   // The first `count` of them were written.
   void written(std::size_t count);
 
-  // Keeps the changes; gives the addresses that they are about.
-  std::set<std::uint32_t> keep();
+  // The addresses that the changes are about, those that are to be kept or undone.
+  std::set<std::uint32_t> changed() const;
+  void keep() { before_.clear(); }
   void undo();
 
  private:

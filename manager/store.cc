@@ -12,7 +12,7 @@ Store::Store(const std::string& path) : db_(path) {
 
 void Store::commit() { db_.commit(); }
 
-void Store::rollback() noexcept { db_.rollback(); }
+void Store::rollback() { db_.rollback(); }
 
 void Store::checkpoint() noexcept { db_.checkpoint(); }
 

@@ -24,7 +24,7 @@ class Store {
 
   // The transaction. Every put, add and remove below belongs to one that starts by itself.
   void commit();
-  void rollback() noexcept;
+  void rollback();
   void checkpoint() noexcept;
   void makeRoom() noexcept;
 

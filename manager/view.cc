@@ -81,9 +81,9 @@ void View::touch(Entry* entry, std::int64_t nowSecs) {
     seen_.activeAt[entry->seenAt].second = nowSecs;
     return;
   }
-  entry->seenInRound = round_;
-  entry->seenAt = seen_.activeAt.size();
   seen_.activeAt.emplace_back(entry->session.address, nowSecs);
+  entry->seenAt = seen_.activeAt.size() - 1;
+  entry->seenInRound = round_;
 }
 
 SeenClients View::takeSeen() {

@@ -347,4 +347,21 @@ TEST(Store, BelongsToOneManagerAtATime) {
   }
 }
 
+// The session is committed, and its client would be held back for ever: a new start tells of it.
+TEST(LedgerEnd, EndsTheProcessWhenTheEnforcerCannotBeToldOfACommit) {
+  struct FullEnforcer : manager::ReportedCounters {
+    void admit(const manager::Session&) override { throw std::bad_alloc(); }
+  };
+  const TemporaryDir dir;
+  const FakeClock clock;
+  FullEnforcer enforcer;
+  manager::Store store(dir.file("db"));
+  manager::Ledger ledger(store, clock, enforcer, {});
+  ledger.start();
+  manager::Session session;
+  session.address = kClient;
+  ledger.open(session);
+  EXPECT_EXIT(ledger.commit(), testing::ExitedWithCode(1), "cannot go on and ends: out of memory");
+}
+
 }  // namespace

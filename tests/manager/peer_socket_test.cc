@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "manager/portal_protocol.h"
+#include "manager/replies.h"
 #include "tests/manager/requests.h"
 #include "tests/manager/temporary.h"
 
@@ -59,11 +60,16 @@ class PeerSocketTest : public testing::Test {
   TemporaryDir dir;
   boost::asio::io_context loop{1};
   bool fails = false;
+  bool failsTwice = false;
   std::vector<manager::PeerSocket::Responder> unanswered;
   manager::PeerSocket socket{loop, dir.file("s"), std::nullopt,
                              [this](const nv::message&, manager::PeerSocket::Responder respond) {
                                if (fails) throw std::bad_alloc();
                                unanswered.push_back(std::move(respond));
+                             },
+                             [this] {
+                               if (failsTwice) throw std::bad_alloc();
+                               return manager::protocolError("it failed");
                              }};
   int client = -1;
 };
@@ -73,7 +79,7 @@ TEST_F(PeerSocketTest, AnswersARequestThatCouldNotBeHandledAndGoesOn) {
   ASSERT_TRUE(send(7));
   run();
   nv::message reply = receive();
-  EXPECT_EQ(errorText(reply), "hotspot manager failed");
+  EXPECT_EQ(errorText(reply), "it failed");
   EXPECT_EQ(reply.get_u32(portal::kRequestNumber, 0), 7u);
   EXPECT_EQ(socket.underWay(), 0u);
   fails = false;
@@ -98,6 +104,32 @@ TEST_F(PeerSocketTest, ReadsNoMoreOfAConnectionThanMayBeUnderWay) {
   unanswered[0](nv::message());
   run();
   EXPECT_EQ(unanswered.size(), kMost + 1) << "the next takes the free place";
+}
+
+TEST_F(PeerSocketTest, AnswersARequestThatWasDropped) {
+  ASSERT_TRUE(send(7));
+  run();
+  ASSERT_EQ(unanswered.size(), 1u);
+  EXPECT_EQ(socket.underWay(), 1u);
+  unanswered.clear();
+  const nv::message reply = receive();
+  EXPECT_EQ(errorText(reply), "it failed");
+  EXPECT_EQ(reply.get_u32(portal::kRequestNumber, 0), 7u);
+  EXPECT_EQ(socket.underWay(), 0u);
+}
+
+TEST_F(PeerSocketTest, EndsAConnectionWhereNotEvenAFailureCanBeTold) {
+  ASSERT_TRUE(send(7));
+  ASSERT_TRUE(send(8));
+  run();
+  ASSERT_EQ(unanswered.size(), 2u);
+  failsTwice = true;
+  unanswered.pop_back();
+  char byte = 0;
+  EXPECT_EQ(recv(client, &byte, 1, 0), 0);
+  EXPECT_EQ(socket.underWay(), 0u) << "nobody waits for the other any more";
+  unanswered[0](nv::message());
+  EXPECT_EQ(socket.underWay(), 0u);
 }
 
 TEST_F(PeerSocketTest, TakesAnswersForAConnectionThatIsGone) {

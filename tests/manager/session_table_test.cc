@@ -52,7 +52,7 @@ TEST(SessionTable, RestoredSessionIsNotTakenBack) {
   table.restore(sessionAt(1, "ann"));
   table.undo();
   EXPECT_NE(table.find(1), nullptr);
-  EXPECT_TRUE(table.keep().empty());
+  EXPECT_TRUE(table.changed().empty());
 }
 
 TEST(SessionTable, TellsWhatIsNotWrittenOnceInTheOrderOfItsChange) {
