@@ -8,8 +8,8 @@ LENGTH = re.compile(rb"(?im)^content-length: *(\d+)\r$")
 # What differs each time: the bytes of a challenge, how long a session has been there, a login's cookie.
 CHALLENGE = re.compile(rb"(\\|%5C)\d{3}")
 CUT_CHALLENGE = re.compile(rb"(?:\\\d{0,2}|%(?:5(?:C\d{0,2})?)?)\Z")
-TIME = re.compile(rb"\b(?:\d+[wdhm])*\d+s\b")
-SECONDS = re.compile(rb'data-seconds="\d+"')
+TIME = re.compile(rb"\b(?:\d+[wdhms])+\b")
+SECONDS = re.compile(rb'\bdata-seconds="\d+"')
 COOKIE = re.compile(rb"loginID=[1-9]\d*; expires=[^;]+")
 # Fields that belong to the answer itself; the others to the moment or to the connection.
 FIELDS = re.compile(rb"(?im)^(?:location|content-type|cache-control|set-cookie|retry-after): [^\r]*")
@@ -31,7 +31,7 @@ class Answer(NamedTuple):
 
 
 def comparable(body):
-    return SECONDS.sub(b'data-seconds="0"', TIME.sub(b"0s", CHALLENGE.sub(rb"\g<1>000", body)))
+    return SECONDS.sub(b"", TIME.sub(b"0s", CHALLENGE.sub(rb"\g<1>000", body)))
 
 
 def is_begun(data, whole):

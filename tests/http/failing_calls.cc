@@ -9,6 +9,7 @@
 #include <pthread.h>
 #include <sys/epoll.h>
 #include <sys/mman.h>
+#include <sys/random.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -74,9 +75,10 @@ bool fails(const char* call) {
   return true;
 }
 
-bool isSocket(int descriptor) {
+// Whether it is a socket (S_IFSOCK), a file (S_IFREG), ...
+bool is(mode_t type, int descriptor) {
   struct stat what {};
-  return syscall(SYS_fstat, descriptor, &what) == 0 && S_ISSOCK(what.st_mode);
+  return syscall(SYS_fstat, descriptor, &what) == 0 && (what.st_mode & S_IFMT) == type;
 }
 
 // The function of that name that would have been called without this file.
@@ -103,15 +105,17 @@ ssize_t recv(int fd, void* data, size_t size, int flags) {
   return fails("recv") ? -1 : pass(fd, data, size, flags);
 }
 
-// Of a socket: the loop's own pipes and files are not what is meant.
+// Of sockets and files: the loop's own pipes and counters are not what is meant.
 ssize_t read(int fd, void* data, size_t size) {
   NEXT(read);
-  return isSocket(fd) && fails("read") ? -1 : pass(fd, data, size);
+  const bool failing =
+      (is(S_IFSOCK, fd) && fails("read")) || (is(S_IFREG, fd) && fails("file read"));
+  return failing ? -1 : pass(fd, data, size);
 }
 
 ssize_t write(int fd, const void* data, size_t size) {
   NEXT(write);
-  return isSocket(fd) && fails("write") ? -1 : pass(fd, data, size);
+  return is(S_IFSOCK, fd) && fails("write") ? -1 : pass(fd, data, size);
 }
 
 // The descriptor is gone all the same, as the system has it.
@@ -256,9 +260,55 @@ void* mmap64(void* address, size_t size, int protection, int flags, int fd,
   return fails("mmap") ? MAP_FAILED : pass(address, size, protection, flags, fd, offset);
 }
 
+// The library of password hashes has its memory so.
+void* mmap(void* address, size_t size, int protection, int flags, int fd, off_t offset) noexcept {
+  NEXT(mmap);
+  return fails("mmap") ? MAP_FAILED : pass(address, size, protection, flags, fd, offset);
+}
+
 int munmap(void* address, size_t size) noexcept {
   NEXT(munmap);
   return fails("munmap") ? -1 : pass(address, size);
+}
+
+FILE* fopen64(const char* path, const char* mode) {
+  NEXT(fopen64);
+  return fails("fopen") ? nullptr : pass(path, mode);
+}
+
+ssize_t pread64(int fd, void* data, size_t size, off64_t at) {
+  NEXT(pread64);
+  return fails("pread") ? -1 : pass(fd, data, size, at);
+}
+
+ssize_t pwrite64(int fd, const void* data, size_t size, off64_t at) {
+  NEXT(pwrite64);
+  return fails("pwrite") ? -1 : pass(fd, data, size, at);
+}
+
+int ftruncate64(int fd, off64_t size) noexcept {
+  NEXT(ftruncate64);
+  return fails("ftruncate") ? -1 : pass(fd, size);
+}
+
+int fdatasync(int fd) {
+  NEXT(fdatasync);
+  return fails("fdatasync") ? -1 : pass(fd);
+}
+
+int fsync(int fd) {
+  NEXT(fsync);
+  return fails("fsync") ? -1 : pass(fd);
+}
+
+int dup(int fd) noexcept {
+  NEXT(dup);
+  return fails("dup") ? -1 : pass(fd);
+}
+
+ssize_t getrandom(void* data, size_t size, unsigned flags) {
+  NEXT(getrandom);
+  return fails("getrandom") ? -1 : pass(data, size, flags);
 }
 
 int gethostname(char* name, size_t size) noexcept {

@@ -20,8 +20,6 @@ import os
 import random
 import re
 import signal
-import socket
-import ssl
 import subprocess
 import sys
 import threading
@@ -30,10 +28,9 @@ from typing import NamedTuple
 
 import answers
 import faults
-import play
 import servers
+from asking import PATIENCE_SECS, ask, get, post
 
-PATIENCE_SECS = 30
 # Far longer than the patience above: what only a time-out would end counts as hanging.
 TIMEOUT_SECS = 300
 LARGE_BYTES = 3_000_000
@@ -88,58 +85,6 @@ CALLS_OF_A_LIFE = {
     "open": ["EMFILE"], "getsockname": ["ENOBUFS"], "setsockopt": ["ENOBUFS"],
     "malloc": ["ENOMEM"],
 }
-
-
-CONTEXT = play.tls_context()
-
-
-def read_answer(client):
-    """What came until the connection ended."""
-    data = b""
-    with contextlib.suppress(ConnectionError, ssl.SSLError):
-        while piece := client.recv(65536):
-            data += piece
-    return data
-
-
-def ask(web, pieces, tls=False, held=None, late=False):
-    """Sends the pieces, each when what the one before sets going has begun, and reads to the end. Nothing when that does
-    not come."""
-    with socket.socket() as plain:
-        plain.settimeout(PATIENCE_SECS)
-        if late:
-            plain.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 65536)
-        try:
-            plain.connect(("127.0.0.1", web.tls_port if tls else web.port))
-            client = plain
-            if tls:
-                client = CONTEXT.wrap_socket(plain, server_hostname="p")
-            with client:
-                if held:
-                    os.kill(held, signal.SIGSTOP)
-                try:
-                    for piece in pieces:
-                        client.sendall(piece)
-                        if held or late or len(pieces) > 1:
-                            time.sleep(0.005)
-                finally:
-                    if held:
-                        os.kill(held, signal.SIGCONT)
-                return read_answer(client)
-        except TimeoutError:
-            return None
-        except (ConnectionError, ssl.SSLError):
-            return b""
-
-
-def get(path, host="p"):
-    return f"GET {path} HTTP/1.1\r\nHost: {host}\r\nConnection: close\r\n\r\n".encode()
-
-
-def post(path, body, length=None, more=""):
-    head = (f"POST {path} HTTP/1.1\r\nHost: p\r\nConnection: close\r\n{more}"
-            f"Content-Type: application/x-www-form-urlencoded\r\nContent-Length: {length or len(body)}\r\n\r\n")
-    return [head.encode(), body.encode()]
 
 
 # Without a name and a password: the manager has nothing to try.
@@ -492,20 +437,7 @@ def main():
     options.add_argument("--how", default="", help="once, for a while or life alone")
     args = options.parse_args()
     chosen = [unit for unit in units(args) if args.call in ("", unit.call) and args.how in ("", unit.how)]
-    problems, sums = [], collections.defaultdict(collections.Counter)
-    begun = time.monotonic()
-    for unit, (figures, wrong) in faults.side_by_side(args.jobs, chosen, functools.partial(work, args)):
-        problems += wrong
-        sums[unit[:2]] += figures
-        if wrong:
-            print(unit, *wrong[:5], sep="\n", flush=True)
-    for (how, call), sum_ in sums.items():
-        print(f"{call:<16} {how:<12} {sum_['failed']:6} places, {sum_['ended']} workers ended, {sum_['secs']:.0f} s")
-        if not sum_["failed"]:
-            problems.append(call)
-            print(f"{call}, {how}: none failed: nothing was shown")
-    print(f"{sum(each['failed'] for each in sums.values())} places in {time.monotonic() - begun:.0f} s")
-    return 1 if problems else 0
+    return faults.report(faults.side_by_side(args.jobs, chosen, functools.partial(work, args)), "workers")
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
 """A program whose Nth call of a kind fails (failing_calls.cc), and several of them side by side."""
 
+import collections
 import contextlib
 import errno
 import mmap
@@ -9,6 +10,7 @@ import queue
 import shutil
 import struct
 import tempfile
+import time
 import traceback
 from pathlib import Path
 
@@ -110,3 +112,22 @@ def side_by_side(jobs, units, work):
             yield got
     for process in processes:
         process.join()
+
+
+def report(results, who):
+    """Prints what units of a kind and a call came to; the exit status. Each result is its figures (how many places
+    failed, how many of `who` ended, and seconds) and what was wrong."""
+    problems, sums = [], collections.defaultdict(collections.Counter)
+    begun = time.monotonic()
+    for unit, (figures, wrong) in results:
+        problems += wrong
+        sums[unit[:2]] += figures
+        if wrong:
+            print(unit, *wrong[:5], sep="\n", flush=True)
+    for (how, call), sum_ in sums.items():
+        print(f"{call:<16} {how:<12} {sum_['failed']:6} places, {sum_['ended']} {who} ended, {sum_['secs']:.0f} s")
+        if not sum_["failed"]:
+            problems.append(call)
+            print(f"{call}, {how}: none failed: nothing was shown")
+    print(f"{sum(each['failed'] for each in sums.values())} places in {time.monotonic() - begun:.0f} s")
+    return 1 if problems else 0
