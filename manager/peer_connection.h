@@ -21,7 +21,6 @@ class PeerSocket;
 // too.
 class PeerConnection : public std::enable_shared_from_this<PeerConnection> {
  public:
-  // Takes the descriptor over; it is non-blocking.
   // Not connected yet.
   explicit PeerConnection(PeerSocket& socket) : socket_(socket) {}
   ~PeerConnection();
