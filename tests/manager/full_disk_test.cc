@@ -14,6 +14,7 @@
 #include "manager/admin_protocol.h"
 #include "manager/database.h"
 #include "manager/portal_protocol.h"
+#include "tests/manager/killed_load.h"
 #include "tests/manager/process.h"
 
 namespace {
@@ -89,6 +90,16 @@ class FullDisk : public testing::Test {
     close(file);
   }
 
+  // Accounts, until one is refused: what was answered.
+  nv::message addAccounts() {
+    nv::message added;
+    for (int i = 0; i < 5000 && errorCode(added) == 0; ++i) {
+      const std::string name = "guest" + std::to_string(++accounts);
+      added = manager.askAdmin("user.add", R"({"name":")" + name + R"(","password":"x"})");
+    }
+    return added;
+  }
+
   void expectSound() {
     manager::Database db(manager.database);
     manager::Query query(db, "PRAGMA integrity_check");
@@ -98,6 +109,7 @@ class FullDisk : public testing::Test {
 
   ManagerProcess manager;
   std::string disk;
+  int accounts = 0;
 };
 
 TEST_F(FullDisk, RefusesLoginsClearlyKeepsWhatIsAndRecovers) {
@@ -117,11 +129,7 @@ TEST_F(FullDisk, RefusesLoginsClearlyKeepsWhatIsAndRecovers) {
             std::string::npos)
       << manager.log();
   // Something smaller may still have found room; not for long.
-  nv::message added;
-  for (int i = 0; i < 5000 && errorCode(added) == 0; ++i) {
-    const std::string name = "guest" + std::to_string(i);
-    added = manager.askAdmin("user.add", R"({"name":")" + name + R"(","password":"x"})");
-  }
+  const nv::message added = addAccounts();
   EXPECT_EQ(errorCode(added), manager::admin::kErrStore);
   EXPECT_EQ(errorText(added), "hotspot manager cannot write its database");
 
@@ -143,6 +151,27 @@ TEST_F(FullDisk, RefusesLoginsClearlyKeepsWhatIsAndRecovers) {
   expectSound();
   manager.start();
   EXPECT_TRUE(isLoggedIn(manager.ask(commandOf(portal::kStatus, client))));
+}
+
+TEST_F(FullDisk, KilledAtAnyMomentItKeepsWhatItAnswered) {
+  KilledLoad load(manager, true);
+  for (int round = 0; round < 20; ++round) {
+    SCOPED_TRACE("round " + std::to_string(round));
+    // Full for two rounds, then there is room for two.
+    if (round % 4 == 0) fill();
+    if (round % 4 == 2) {
+      ASSERT_EQ(unlink((disk + "/filler").c_str()), 0);
+    }
+    if (round % 4 < 2) {
+      // The log has some room of its own left.
+      ASSERT_EQ(errorCode(addAccounts()), manager::admin::kErrStore);
+    }
+    load.round();
+  }
+  EXPECT_GT(load.kept(), 100u) << "the manager was killed before anything happened";
+  EXPECT_GT(load.refused(), 0u) << "the disk was never full";
+  manager.kill();
+  expectSound();
 }
 
 TEST_F(FullDisk, IsNotFilledByTheLogAlone) {
