@@ -11,7 +11,6 @@ without a byte, and never with another; the next visit is right; no descriptor,
 no thread and no busy loop is left. A worker may end where memory runs out, but never by a signal.
 """
 
-import argparse
 import collections
 import contextlib
 import functools
@@ -374,31 +373,8 @@ def live_all(subject, call, most, chosen):
     """Lives in which such a call fails: how many there were."""
     subject.stop()
     subject.web = None
-    lives = 0
-    for error in CALLS_OF_A_LIFE[call]:
-        live(subject, call, error, faults.FOREVER)
-        places = list(range(1, subject.plan.seen() + 1))
-        for first in chosen.sample(places, min(most, len(places))):
-            lives += live(subject, call, error, first)
-    return lives
-
-
-class Unit(NamedTuple):
-    """What one server is put through: "once" in each of the requests, "for a while", or in its "life"."""
-
-    how: str
-    call: str
-    requests: tuple = ()
-
-
-def units(args):
-    for call in CALLS:
-        if args.most is None:
-            yield from (Unit("once", call, (what,)) for what in REQUESTS)
-        else:
-            yield Unit("once", call, tuple(random.Random(f"{args.seed} {call}").sample(list(REQUESTS), len(REQUESTS))))
-    yield from (Unit("for a while", call) for call in PERSISTENT_CALLS)
-    yield from (Unit("life", call) for call in CALLS_OF_A_LIFE)
+    attempt = functools.partial(live, subject, call)
+    return faults.some_of_a_life(subject.plan, attempt, CALLS_OF_A_LIFE[call], most, chosen)
 
 
 def work(args, directory, taken):
@@ -427,17 +403,7 @@ def work(args, directory, taken):
 
 
 def main():
-    options = argparse.ArgumentParser()
-    options.add_argument("--most", type=int)
-    options.add_argument("--some", type=int, default=len(REQUESTS))
-    options.add_argument("--lives", type=int, default=16)
-    options.add_argument("--jobs", type=int, default=1)
-    options.add_argument("--seed", type=int, default=1)
-    options.add_argument("--call", default="", help="this kind alone")
-    options.add_argument("--how", default="", help="once, for a while or life alone")
-    args = options.parse_args()
-    chosen = [unit for unit in units(args) if args.call in ("", unit.call) and args.how in ("", unit.how)]
-    return faults.report(faults.side_by_side(args.jobs, chosen, functools.partial(work, args)), "workers")
+    return faults.main(work, "workers", CALLS, REQUESTS, PERSISTENT_CALLS, CALLS_OF_A_LIFE)
 
 
 if __name__ == "__main__":

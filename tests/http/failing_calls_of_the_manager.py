@@ -10,7 +10,6 @@ itself, with a line that says why and status 1, and is started again. Then every
 was logged in is so, once, with what was counted; the next visit is right; no descriptor is left.
 """
 
-import argparse
 import collections
 import contextlib
 import functools
@@ -385,32 +384,11 @@ def live(subject, call, error, first):
 def live_all(subject, call, most, chosen):
     """Lives in which such a call fails: how many there were."""
     subject.end(f"before the lives with {call}")
-    lives = 0
-    for error in CALLS_OF_A_LIFE[call]:
-        live(subject, call, error, faults.FOREVER)
-        places = list(range(1, subject.plan.seen() + 1))
-        for first in chosen.sample(places, min(most, len(places))):
-            lives += live(subject, call, error, first)
+    attempt = functools.partial(live, subject, call)
+    lives = faults.some_of_a_life(subject.plan, attempt, CALLS_OF_A_LIFE[call], most, chosen)
     subject.start()
     subject.settle(f"after the lives with {call}")
     return lives
-
-
-class Unit(NamedTuple):
-    """What one manager is put through: "once" in each of the visits, or in its "life"."""
-
-    how: str
-    call: str
-    visits: tuple = ()
-
-
-def units(args):
-    for call in CALLS:
-        if args.most is None:
-            yield from (Unit("once", call, (what,)) for what in VISITS)
-        else:
-            yield Unit("once", call, tuple(random.Random(f"{args.seed} {call}").sample(list(VISITS), len(VISITS))))
-    yield from (Unit("life", call) for call in CALLS_OF_A_LIFE)
 
 
 def work(args, directory, taken):
@@ -423,24 +401,14 @@ def work(args, directory, taken):
             if unit.how == "life":
                 failed = live_all(subject, unit.call, args.lives, chosen)
             else:
-                failed = sweep(subject, unit.call, unit.visits, args.most, args.some, chosen)
+                failed = sweep(subject, unit.call, unit.requests, args.most, args.some, chosen)
             figures = collections.Counter(failed=failed, ended=subject.ended - ended, secs=time.monotonic() - begun)
             yield unit, (figures, subject.problems)
             subject.problems = []
 
 
 def main():
-    options = argparse.ArgumentParser()
-    options.add_argument("--most", type=int)
-    options.add_argument("--some", type=int, default=len(VISITS))
-    options.add_argument("--lives", type=int, default=16)
-    options.add_argument("--jobs", type=int, default=1)
-    options.add_argument("--seed", type=int, default=1)
-    options.add_argument("--call", default="", help="this kind alone")
-    options.add_argument("--how", default="", help="once or life alone")
-    args = options.parse_args()
-    chosen = [unit for unit in units(args) if args.call in ("", unit.call) and args.how in ("", unit.how)]
-    return faults.report(faults.side_by_side(args.jobs, chosen, functools.partial(work, args)), "managers")
+    return faults.main(work, "managers", CALLS, VISITS, (), CALLS_OF_A_LIFE)
 
 
 if __name__ == "__main__":

@@ -1,18 +1,22 @@
-"""A program whose Nth call of a kind fails (failing_calls.cc), and several of them side by side."""
+"""A program whose Nth call of a kind fails (failing_calls.cc), several of them side by side, and their command line."""
 
+import argparse
 import collections
 import contextlib
 import errno
+import functools
 import mmap
 import multiprocessing
 import os
 import queue
+import random
 import shutil
 import struct
 import tempfile
 import time
 import traceback
 from pathlib import Path
+from typing import NamedTuple
 
 FOREVER = 1 << 30
 
@@ -131,3 +135,48 @@ def report(results, who):
             print(f"{call}, {how}: none failed: nothing was shown")
     print(f"{sum(each['failed'] for each in sums.values())} places in {time.monotonic() - begun:.0f} s")
     return 1 if problems else 0
+
+
+class Unit(NamedTuple):
+    """What one program is put through: "once" in each of the requests, "for a while", or in its "life"."""
+
+    how: str
+    call: str
+    requests: tuple = ()
+
+
+def units(args, calls, requests, while_calls, life_calls):
+    for call in calls:
+        if args.most is None:
+            yield from (Unit("once", call, (what,)) for what in requests)
+        else:
+            yield Unit("once", call, tuple(random.Random(f"{args.seed} {call}").sample(list(requests), len(requests))))
+    yield from (Unit("for a while", call) for call in while_calls)
+    yield from (Unit("life", call) for call in life_calls)
+
+
+def some_of_a_life(plan, live, errors, most, chosen):
+    """live(error, first) at no more than so many of the calls that a life makes. How many failed."""
+    failed = 0
+    for error in errors:
+        live(error, FOREVER)
+        places = list(range(1, plan.seen() + 1))
+        for first in chosen.sample(places, min(most, len(places))):
+            failed += live(error, first)
+    return failed
+
+
+def main(work, who, calls, requests, while_calls, life_calls):
+    """The command line: work(args, directory, units) is done side by side, and reported."""
+    options = argparse.ArgumentParser()
+    options.add_argument("--most", type=int)
+    options.add_argument("--some", type=int, default=len(requests))
+    options.add_argument("--lives", type=int, default=16)
+    options.add_argument("--jobs", type=int, default=1)
+    options.add_argument("--seed", type=int, default=1)
+    options.add_argument("--call", default="", help="this kind alone")
+    options.add_argument("--how", default="", help="once, for a while or life alone")
+    args = options.parse_args()
+    chosen = [unit for unit in units(args, calls, requests, while_calls, life_calls)
+              if args.call in ("", unit.call) and args.how in ("", unit.how)]
+    return report(side_by_side(args.jobs, chosen, functools.partial(work, args)), who)
