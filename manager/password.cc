@@ -65,6 +65,8 @@ bool plainMatches(const std::string& given, const std::string& password) {
 }
 
 bool hashMatches(const std::string& given, const std::string& hash) {
+  // Too long for crypt(3): a wrong password, and nothing that failed.
+  if (given.size() >= CRYPT_MAX_PASSPHRASE_SIZE) return false;
   // crypt_data is 32 KiB: too much for a small stack.
   const auto data = std::make_unique<crypt_data>();
   const char* result = crypt_r(given.c_str(), hash.c_str(), data.get());

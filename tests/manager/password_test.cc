@@ -47,6 +47,10 @@ TEST(HashedPassword, MatchesItsOwnHash) {
   EXPECT_TRUE(hashMatches("pleaseletmein", hash));
   EXPECT_FALSE(hashMatches("pleaseletmeout", hash));
   EXPECT_FALSE(hashMatches(std::string("pleaseletmein\0x", 15), hash));
+  // crypt(3) takes none of 512 bytes: a wrong password, and nothing that failed.
+  EXPECT_FALSE(hashMatches(std::string(511, 'x'), hash));
+  EXPECT_FALSE(hashMatches(std::string(512, 'x'), hash));
+  EXPECT_FALSE(hashMatches(std::string(100000, 'x'), hash));
 }
 
 TEST(HashedPassword, RefusesWhatIsNoYescryptHash) {
