@@ -34,7 +34,7 @@ void Neighbours::read() {
   std::ifstream file(path_);
   // Without a table clients are told apart by their addresses alone. A login must not bind its
   // session to no device because there was no descriptor left for a moment.
-  if (!file && errno != ENOENT && errno != EACCES) fail();
+  if (!file && errno != ENOENT && errno != ENOTDIR && errno != EACCES) fail();
   // Nor because memory was missing, or the file broken: streams keep that to themselves otherwise.
   file.exceptions(std::ios::badbit);
   std::string line;

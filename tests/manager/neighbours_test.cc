@@ -43,6 +43,16 @@ TEST(Neighbours, AreReadAgainWithTheNextSecondOrOnDemand) {
   EXPECT_EQ(neighbours.find(0x0a053202, false), "");
 }
 
+TEST(Neighbours, AreNoneWhereThereIsNoTable) {
+  const FakeClock clock;
+  const TemporaryDir dir;
+  const std::string file = dir.write("file", "");
+  for (const std::string& path : {dir.file("none"), file + "/arp"}) {
+    manager::Neighbours neighbours(clock, path);
+    EXPECT_EQ(neighbours.find(0x0a053202, true), "") << path;
+  }
+}
+
 TEST(AddressText, IsDottedDecimal) {
   EXPECT_EQ(manager::addressText(0x0a053202), "10.5.50.2");
   std::uint32_t address = 7;
