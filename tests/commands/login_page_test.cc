@@ -270,6 +270,16 @@ TEST(AfterLogin, ConnectionEndsAfterASecureLoginWithATarget) {
   }
 }
 
+// On the login page the agent has none.
+TEST(AfterLogin, AgentIsToldOfThePopup) {
+  LoginVisit visit;
+  visit.req.headers.addHeader("User-Agent", "LinkAgent/3", false);
+  visit.reply().flag(kLoggedIn, true).raw(kRadius, kWisprUrl);
+  visit.serve();
+  EXPECT_NE(visit.body().find("popup: true\r\n"), std::string::npos);
+  EXPECT_NE(visit.body().find("link-redirect: http://w\r\n"), std::string::npos);
+}
+
 TEST(AfterLogin, MissingPageFallsBackToTheRedirectPage) {
   Visit visit;
   visit.pages.write("redirect.html", "redirect|$(link-redirect)");

@@ -14,6 +14,7 @@ using fake::Visit;
 using Lines = std::vector<std::string>;
 
 constexpr std::uint32_t kPageMessage = 0x20000454;
+constexpr std::uint32_t kRadius = 0x30000439;
 constexpr std::uint32_t kUser = 0x20000001;
 
 TEST(ErrorVars, TypeIsTheNameOfTheCode) {
@@ -200,6 +201,16 @@ TEST(ErrorVars, OneCodeAloneDropsTheClient) {
     if (!c.dropped) close(ends[0]);
     close(ends[1]);
   }
+}
+
+TEST(ErrorVars, MessageSeesTheRadiusAttributesOfItsOwnReply) {
+  Visit visit;
+  HsConn conn = visit.connection();
+  const char* const text = "$(if radius)with$(else)without$(endif)";
+  conn.initCfg("get", Reply().raw(kRadius, {18, 4, 'h', 'i'}).text(kPageMessage, text));
+  EXPECT_EQ(variable(conn, "error"), "with");
+  conn.initCfg("get", Reply().raw(kRadius, {}).text(kPageMessage, text));
+  EXPECT_EQ(variable(conn, "error"), "without");
 }
 
 TEST(ErrorVars, DroppedClientsErrorHasNoName) {
