@@ -13,7 +13,6 @@ was logged in is so, once, with what was counted; the next visit is right; no de
 import collections
 import contextlib
 import functools
-import itertools
 import json
 import os
 import random
@@ -332,8 +331,8 @@ def forms(what, call):
 
 
 def sweep(subject, call, visits, most, some, chosen):
-    """Places at which a call of that kind can fail: each one, unless `most` of a visit, of `some` visits that make the
-    call, are enough. Returns how many there were."""
+    """Places at which a call of that kind can fail: each one, unless `most` of a visit, of `some` visits in which it
+    failed, are enough. Returns how many there were."""
     tried = met = 0
     for what in visits:
         if most is None:
@@ -342,10 +341,10 @@ def sweep(subject, call, visits, most, some, chosen):
                 tried += faults.every_place(attempt, CALLS[call], COUNTS)
             continue
         fresh = forms(what, call)[0]
-        places = list(itertools.product(range(1, subject.calls(what, call, fresh) + 1), CALLS[call], COUNTS))
-        for first, error, count in chosen.sample(places, min(most, len(places))):
-            tried += subject.attempt(what, call, error, first, count, fresh)
-        met += bool(places)
+        attempt = functools.partial(subject.attempt, what, call, fresh=fresh)
+        failed = faults.some_places(attempt, subject.calls(what, call, fresh), CALLS[call], COUNTS, most, chosen)
+        tried += failed
+        met += failed > 0
         if met == some:
             break
     subject.restart(f"after {call}")

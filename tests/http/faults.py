@@ -5,6 +5,7 @@ import collections
 import contextlib
 import errno
 import functools
+import itertools
 import mmap
 import multiprocessing
 import os
@@ -71,6 +72,12 @@ def every_place(attempt, errors, counts):
                 first += bool(failed)
                 tried += bool(failed)
     return tried
+
+
+def some_places(attempt, calls, errors, counts, most, chosen):
+    """attempt(error, first, count) at no more than `most` places, of so many calls. How many failed."""
+    places = list(itertools.product(errors, range(1, calls + 1), counts))
+    return sum(attempt(*place) for place in chosen.sample(places, min(most, len(places))))
 
 
 def side_by_side(jobs, units, work):
