@@ -16,14 +16,19 @@ struct UrlAttribute {
   bool isLoaded;  // by the browser, without being asked
 };
 
+// Several addresses, of which a browser loads one.
+constexpr std::string_view kSet = "srcset";
+
 constexpr UrlAttribute kUrls[] = {{"a", "href", false},
                                   {"area", "href", false},
                                   {"link", "href", true},
                                   {"script", "src", true},
                                   {"img", "src", true},
+                                  {"img", kSet, true},
                                   {"iframe", "src", true},
                                   {"frame", "src", true},
                                   {"source", "src", true},
+                                  {"source", kSet, true},
                                   {"audio", "src", true},
                                   {"video", "src", true},
                                   {"video", "poster", true},
@@ -66,10 +71,35 @@ bool isLoadedLink(const Tag& tag) {
   return false;
 }
 
+constexpr std::string_view kSpacesAndComma = " \t\n\f\r,";
+constexpr std::string_view kSpaces = kSpacesAndComma.substr(0, kSpacesAndComma.size() - 1);
+
 std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view kSpaces = " \t\n\f\r";
   text.remove_prefix(std::min(text.find_first_not_of(kSpaces), text.size()));
   return text.substr(0, text.find_last_not_of(kSpaces) + 1);
+}
+
+// Whether it begins with a quote and is long enough to end with another one.
+bool isQuoted(std::string_view value) {
+  return value.size() > 1 && (value[0] == '"' || value[0] == '\'');
+}
+
+// The addresses of a set, each with a width or a density behind it (HTML standard, "srcset");
+// pieces of it.
+std::vector<std::string_view> addressesOfSet(std::string_view set) {
+  std::vector<std::string_view> found;
+  for (std::size_t at = 0;;) {
+    at = set.find_first_not_of(kSpacesAndComma, at);
+    if (at == std::string_view::npos) return found;
+    std::string_view address = set.substr(at, set.find_first_of(kSpaces, at) - at);
+    at += address.size();
+    if (address.ends_with(',')) {
+      address = address.substr(0, address.find_last_not_of(',') + 1);
+    } else {
+      at = std::min(set.find(',', at), set.size());
+    }
+    found.push_back(address);
+  }
 }
 
 // "../a/./b" below "x/y/": "x/a/b"; what would leave the page directory stays at its top.
@@ -138,16 +168,28 @@ std::string Links::resolve(const std::string& directory, const std::string& path
 
 void Links::checkLink(const ViewCheck& check, const Tag& tag, const Attribute& attribute) {
   const UrlAttribute* const url = findUrl(tag, attribute);
-  std::string_view value = attribute.value;
-  if (url == nullptr) {
-    const std::size_t begin = lowered(value).find("url=");
-    if (begin == std::string::npos) return;
-    value.remove_prefix(begin + 4);
-  }
-  const bool isLoaded =
-      url != nullptr && url->isLoaded && (tag.name != "link" || isLoadedLink(tag));
-  if (tag.name == "link" && !isLoaded) return;
   const std::size_t place = check.sourceOf(attribute.begin);
+  if (url == nullptr) {
+    const std::size_t begin = lowered(attribute.value).find("url=");
+    if (begin == std::string::npos) return;
+    checkAddress(check, tag, std::string_view(attribute.value).substr(begin + 4), place, false);
+    return;
+  }
+  const bool isLoaded = url->isLoaded && (tag.name != "link" || isLoadedLink(tag));
+  if (tag.name == "link" && !isLoaded) return;
+  if (attribute.name == kSet) {
+    for (const std::string_view address : addressesOfSet(attribute.value)) {
+      const auto offset = static_cast<std::size_t>(address.data() - attribute.value.data());
+      checkAddress(check, tag, address, check.sourceOf(attribute.begin + offset), true);
+    }
+    return;
+  }
+  const std::string file = checkAddress(check, tag, attribute.value, place, isLoaded);
+  if (isLoaded && !file.empty()) loads_[check.page.file.name].insert(file);
+}
+
+std::string Links::checkAddress(const ViewCheck& check, const Tag& tag, std::string_view value,
+                                std::size_t place, bool isLoaded) {
   FileFindings& findings = check.page.findings;
   const Address address = readAddress(value);
   if (address.kind == Address::Kind::kOutside) {
@@ -167,16 +209,13 @@ void Links::checkLink(const ViewCheck& check, const Tag& tag, const Attribute& a
           Rule::kOtherHost, place,
           what + ", which a guest cannot reach before the login; name the portal's own page");
     }
-    return;
+    return {};
   }
-  if (address.kind != Address::Kind::kPortal || findings.isFull()) return;
+  if (address.kind != Address::Kind::kPortal || findings.isFull()) return {};
   const std::string name = baseOf(address.text);
-  if (name.empty() || name == ".." || name == "." || pages::findHandler(name) != nullptr) return;
-  const std::string file = resolve(check.page.file.directory(), address.text);
-  if (!file.empty()) {
-    if (isLoaded) loads_[check.page.file.name].insert(file);
-    return;
-  }
+  if (name.empty() || name == ".." || name == "." || pages::findHandler(name) != nullptr) return {};
+  std::string file = resolve(check.page.file.directory(), address.text);
+  if (!file.empty()) return file;
   std::vector<std::string_view> candidates;
   for (const auto& [known, size] : files_) candidates.push_back(known);
   for (const pages::Handler& handler : pages::handlers()) candidates.push_back(handler.name);
@@ -184,6 +223,7 @@ void Links::checkLink(const ViewCheck& check, const Tag& tag, const Attribute& a
   findings.add(Rule::kMissingFile, place,
                "there is no file \"" + shown(address.text) + "\" in the page directory" +
                    (near.empty() ? "" : "; did you mean \"" + shown(near) + "\"?"));
+  return {};
 }
 
 void Links::check(const ViewCheck& check) {
@@ -208,34 +248,45 @@ void Links::checkStyle(const PageFile& file, FileFindings& findings) {
 
 void Links::checkCss(const PageFile& file, FileFindings& findings, std::string_view text,
                      const std::vector<std::uint32_t>* source, std::size_t begin, std::size_t end) {
-  constexpr std::string_view kOpener = "url(";
   text = text.substr(0, end);  // nothing is looked for behind it, however many styles a page has
-  for (std::size_t at = begin;;) {
-    at = text.find(kOpener, at);
-    if (at == std::string_view::npos) return;
-    at += kOpener.size();
-    const std::size_t close = std::min(text.find(')', at), end);
-    std::string_view value = trimmed(text.substr(at, close - at));
-    if (value.size() > 1 && (value[0] == '"' || value[0] == '\'')) {
-      value = value.substr(1, value.size() - 2);
-    }
-    const std::size_t place = source == nullptr ? at : (*source)[at];
-    const Address address = readAddress(value);
-    if (address.kind == Address::Kind::kOutside) {
-      findings.add(Rule::kOtherHost, place,
-                   "\"" + shown(address.text) +
-                       "\" is another host, which a guest cannot reach before the login; put the "
-                       "file into the page directory");
-    } else if (address.kind == Address::Kind::kPortal) {
-      const std::string found = resolve(file.directory(), address.text);
-      if (found.empty()) {
-        findings.add(Rule::kMissingFile, place,
-                     "there is no file \"" + shown(address.text) + "\" in the page directory");
-      } else {
-        loads_[file.name].insert(found);
-      }
-    }
+  const auto place = [source](std::size_t at) { return source == nullptr ? at : (*source)[at]; };
+  constexpr std::string_view kUrl = "url(";
+  for (std::size_t at = begin; (at = text.find(kUrl, at)) != std::string_view::npos;) {
+    at += kUrl.size();
+    const std::size_t close = std::min(text.find(')', at), text.size());
+    const std::string_view value = trimmed(text.substr(at, close - at));
+    checkStyleAddress(file, findings, isQuoted(value) ? value.substr(1, value.size() - 2) : value,
+                      place(at));
     at = close;
+  }
+  constexpr std::string_view kImport = "@import";
+  for (std::size_t at = begin; (at = text.find(kImport, at)) != std::string_view::npos;) {
+    at += kImport.size();
+    at = std::min(text.find_first_not_of(kSpaces, at), text.size());
+    const std::string_view rest = text.substr(at);
+    if (!isQuoted(rest)) continue;  // an url(), seen above
+    const std::size_t length = rest.find(rest[0], 1);
+    if (length == std::string_view::npos) continue;
+    checkStyleAddress(file, findings, rest.substr(1, length - 1), place(at));
+  }
+}
+
+void Links::checkStyleAddress(const PageFile& file, FileFindings& findings, std::string_view value,
+                              std::size_t place) {
+  const Address address = readAddress(value);
+  if (address.kind == Address::Kind::kOutside) {
+    findings.add(Rule::kOtherHost, place,
+                 "\"" + shown(address.text) +
+                     "\" is another host, which a guest cannot reach before the login; put the "
+                     "file into the page directory");
+  } else if (address.kind == Address::Kind::kPortal) {
+    const std::string found = resolve(file.directory(), address.text);
+    if (found.empty()) {
+      findings.add(Rule::kMissingFile, place,
+                   "there is no file \"" + shown(address.text) + "\" in the page directory");
+    } else {
+      loads_[file.name].insert(found);
+    }
   }
 }
 

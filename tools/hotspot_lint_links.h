@@ -48,8 +48,13 @@ class Links {
   // The file that a path of a page in this directory leads to, "" when there is none.
   std::string resolve(const std::string& directory, const std::string& path) const;
   void checkLink(const ViewCheck& check, const Tag& tag, const Attribute& attribute);
+  // The file that an address of a tag leads to, "" when there is none or that cannot be said.
+  std::string checkAddress(const ViewCheck& check, const Tag& tag, std::string_view value,
+                           std::size_t place, bool isLoaded);
   void checkCss(const PageFile& file, FileFindings& findings, std::string_view text,
                 const std::vector<std::uint32_t>* source, std::size_t begin, std::size_t end);
+  void checkStyleAddress(const PageFile& file, FileFindings& findings, std::string_view value,
+                         std::size_t place);
 
   std::map<std::string, std::uintmax_t> files_;
   std::map<std::string, std::set<std::string>> loads_;

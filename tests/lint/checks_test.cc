@@ -215,6 +215,14 @@ TEST(Checks, Links) {
                   {"<img src=\"a%20b.png\">", 1},
                   {"<link rel=canonical href=\"nowhere\">", 0},
                   {"<style>a { background: url('nowhere.png') }</style>", 1},
+                  {"<style>@import 'nowhere.css'; @import \n\"gone.css\" print;</style>", 2},
+                  {"<style>@import url(nowhere.css); @import \"gone.css</style>", 1},
+                  {"<img srcset=\"one.png, two.png 2x , three.png 300w\">", 3},
+                  {"<source srcset=\"one.png,two.png 2x\">", 1},
+                  {"<img srcset=\"one.png 1x,two.png 2x\">", 2},
+                  {"<img srcset=\" , ,one.png,, data:,x 2x,$(var-esc)/a.png 3x\">", 1},
+                  {"<img srcset=\"\">", 0},
+                  {"<a srcset=\"nowhere.png\">", 0},
                   {"<script>x.src = \"nowhere.png\";</script>", 0}});
   expectFindings(Rule::kOtherHost,
                  {{"<script src=\"//cdn.example/x.js\"></script>", 1},
@@ -222,6 +230,8 @@ TEST(Checks, Links) {
                   {"<form action=\"http://hotel.example/login\">", 1},
                   {"<img src=\"http://$(hostname-esc)/x\">", 0},
                   {"<style>@font-face { src: url(http://f.example/a) }</style>", 1},
+                  {"<style>@import \"//f.example/a\";</style>", 1},
+                  {"<img srcset=\"http://f.example/a 2x, https://g.example/b 3x\">", 2},
                   {"<html xmlns=\"http://www.w3.org/1999/xhtml\">", 0}});
 }
 

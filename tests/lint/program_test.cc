@@ -210,6 +210,9 @@ TEST(LintProgram, HostileTextsTakeLinearTime) {
       repeated("<p title=\"$(username)\">", kBytes),
       repeated("<form action=\"$(link-login)\"><input name=q>", kBytes),
       repeated(std::string("\0\xff\xc3", 3), kBytes),
+      "<img srcset=\"" + repeated("a, ", kBytes),
+      "<style>" + repeated("url(", kBytes),
+      "<style>" + repeated("@import \"", kBytes),
       "<meta http-equiv=Content-Security-Policy content=\"style-src x\">" +
           repeated("<style>a</style>", kBytes),
       "<meta http-equiv=Content-Security-Policy content=\"style-src " +
