@@ -35,6 +35,12 @@ bool holds(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
+// A manager listens before it has warned of what it finds, and answers afterwards.
+void startAndAnswer(ManagerProcess& manager) {
+  manager.start();
+  ASSERT_EQ(errorText(manager.askAdmin("user.list", "{}")), "");
+}
+
 TEST_F(ManagerStart, SaysThatTheDirectoryOfTheDatabaseIsNotThere) {
   const std::string line = lineOf(dir.file("none/db"));
   EXPECT_TRUE(holds(line, "No such file or directory")) << line;
@@ -92,20 +98,18 @@ TEST_F(ManagerStart, SaysThatTheSocketsDirectoryIsNotThere) {
 
 TEST_F(ManagerStart, WarnsOfADatabaseThatOthersMayRead) {
   ManagerProcess manager;
-  manager.start();
+  startAndAnswer(manager);
   EXPECT_FALSE(holds(manager.log(), "others than its owner")) << manager.log();
   manager.kill();
   ASSERT_EQ(chmod(manager.dir.file("manager.db").c_str(), 0644), 0);
-  manager.start();
+  startAndAnswer(manager);
   EXPECT_TRUE(holds(manager.log(), "manager.db: others than its owner may use it (mode 0644)"))
       << manager.log();
 }
 
 TEST_F(ManagerStart, WarnsOfANeighbourTableThatIsNotThere) {
   ManagerProcess manager;
-  manager.start();
-  // It listens before it has looked for the table, and answers afterwards.
-  EXPECT_EQ(errorText(manager.askAdmin("user.list", "{}")), "");
+  startAndAnswer(manager);
   EXPECT_TRUE(holds(manager.log(), "arp: No such file or directory; clients are told apart by"))
       << manager.log();
 }
