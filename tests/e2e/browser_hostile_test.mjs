@@ -133,9 +133,8 @@ for (let part = 0; part < parts; part++) {
     for (const [at, text] of hostileTexts.entries()) {
       if (at % parts !== part) continue;
       const turn = Math.floor(at / parts);
-      const met = isLong ? states
-        : [0, 1].map((which) => files[(turn * 2 + which + part * 3) % files.length])
-          .map((file) => states.filter((state) => state.file === file)).map((all) => all[turn % all.length]);
+      const met = (isLong ? files : [0, 1].map((which) => files[(turn * 2 + which + part * 3) % files.length]))
+        .map((file) => states.filter((state) => state.file === file)).map((all) => all[turn % all.length]);
       for (const state of met) shown.push(hostile(state, text));
     }
     await meet(shown);
