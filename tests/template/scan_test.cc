@@ -57,7 +57,7 @@ TEST(Scan, FindsTheFirstOfMany) {
 TEST(Scan, StaysWithinItsTextWhateverLiesAround) {
   for (const Search& search : kSearches) {
     for (std::size_t length = 0; length <= kLongest; ++length) {
-      for (const std::size_t before : {0, 1, 2, 3, 5, 8, 13}) {
+      for (const std::size_t before : {0u, 1u, 2u, 3u, 5u, 8u, 13u}) {
         const std::string around(before, search.sought.front());
         const std::string text = around + std::string(length, 'x') + around;
         const char* const start = text.data() + before;
