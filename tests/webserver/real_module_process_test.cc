@@ -136,9 +136,9 @@ TEST_F(RealModule, GivesEachClientItsOwnPageOrTheErrorPageWhateverTheManagerSend
   std::array<std::map<std::string, int>, kClients> seen;
   std::vector<std::thread> threads;
   for (int i = 0; i < kClients; ++i) {
-    threads.emplace_back([&, i] {
+    threads.emplace_back([this, i, &mine = seen[static_cast<std::size_t>(i)]] {
       HttpClient client(server_.port(), address(i + 1));
-      for (int round = 0; round < kRounds; ++round) ++seen[i][client.get("/status").body];
+      for (int round = 0; round < kRounds; ++round) ++mine[client.get("/status").body];
     });
   }
   for (std::thread& thread : threads) thread.join();
@@ -147,7 +147,7 @@ TEST_F(RealModule, GivesEachClientItsOwnPageOrTheErrorPageWhateverTheManagerSend
   std::map<std::string, int> total;
   for (int i = 0; i < kClients; ++i) {
     const std::string client = address(i + 1);
-    for (const auto& [body, count] : seen[i]) {
+    for (const auto& [body, count] : seen[static_cast<std::size_t>(i)]) {
       if (body == status(client)) {
         total["own"] += count;
       } else if (body == noStatus(client, kSilent)) {
