@@ -233,9 +233,10 @@ class PolicyCheck {
   }
 
   void address(const Tag& tag, const Attribute& attribute) const {
-    const Loaded* loaded = std::ranges::find_if(kLoaded, [&](const Loaded& candidate) {
-      return candidate.tag == tag.name && candidate.attribute == attribute.name;
-    });
+    const Loaded* loaded = nullptr;
+    for (const Loaded& candidate : kLoaded) {
+      if (candidate.tag == tag.name && candidate.attribute == attribute.name) loaded = &candidate;
+    }
     static constexpr Loaded kSheet = {"link", "href", "style-src-elem", "style-src"};
     static constexpr Loaded kIcon = {"link", "href", "img-src", ""};
     if (tag.name == "link" && attribute.name == "href") {
@@ -244,7 +245,7 @@ class PolicyCheck {
       if (kind.find("stylesheet") != std::string::npos) loaded = &kSheet;
       if (kind.find("icon") != std::string::npos) loaded = &kIcon;
     }
-    if (loaded == std::end(kLoaded)) return;
+    if (loaded == nullptr) return;
     const bool isData = lowered(attribute.value.substr(0, 5)) == "data:";
     if (!isData && readAddress(attribute.value).kind != Address::Kind::kPortal) return;
     std::string name;

@@ -24,8 +24,8 @@ constexpr std::string_view kCLibrary[] = {
     "strerror", "__errno_location", "gethostname", "gmtime_r", "__gmtime64_r", "time", "__time64",
     "strftime", "snprintf", "sscanf", "strtoul", "tolower", "malloc", "free", "atexit",
     "pthread_mutex_lock", "pthread_mutex_unlock",
-    // What the compiler calls by itself.
-    "memchr", "memcmp", "memcpy", "memmove", "memset", "strlen"};
+    // What a compiler calls by itself; "bcmp" clang alone.
+    "memchr", "memcmp", "memcpy", "memmove", "memset", "strlen", "bcmp"};
 
 // The C++ runtime's: exceptions pass through and are cleaned up after, but none is thrown
 // (__cxa_throw and __cxa_allocate_exception are not here).
@@ -33,7 +33,7 @@ constexpr std::string_view kRuntime[] = {
     "__cxa_atexit",        "__cxa_begin_catch",   "__cxa_end_catch",   "__cxa_rethrow",
     "__cxa_guard_acquire", "__cxa_guard_release", "__cxa_guard_abort", "__gxx_personality_v0",
     "_Unwind_Resume",      "operator new",        "operator delete",   "operator new[]",
-    "operator delete[]"};
+    "operator delete[]",   "std::terminate"};
 
 // Beginnings of the standard library's demangled names: strings, maps, string streams, and what
 // reports a length that cannot be.
@@ -48,9 +48,11 @@ constexpr std::string_view kStandardLibrary[] = {"std::__cxx11::basic_string<",
                                                  "std::ios_base::",
                                                  "std::locale::",
                                                  "std::allocator<char>::",
+                                                 "std::ctype<char>::",
                                                  "std::_Rb_tree_",
                                                  "std::__throw_bad_alloc",
                                                  "std::__throw_bad_array_new_length",
+                                                 "std::__throw_bad_cast",
                                                  "std::__throw_length_error",
                                                  "std::__throw_logic_error",
                                                  "std::__throw_out_of_range_fmt",
