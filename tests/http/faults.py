@@ -20,6 +20,8 @@ from pathlib import Path
 from typing import NamedTuple
 
 FOREVER = 1 << 30
+# What does not meet a call so many times does not make it.
+CALLS_IT_NOT = 6
 
 
 class Plan:
@@ -61,7 +63,7 @@ class Plan:
 def every_place(attempt, errors, counts):
     """The first call of a kind fails, then the second, ...: until so many are not made. attempt(error, first, count)
     tells whether one failed. How many there were."""
-    tried = 0
+    tried = attempts = 0
     for error in errors:
         for count in counts:
             first, missed = 1, 0
@@ -71,6 +73,9 @@ def every_place(attempt, errors, counts):
                 missed = 0 if failed else missed + 1
                 first += bool(failed)
                 tried += bool(failed)
+                attempts += 1
+            if not tried and attempts >= CALLS_IT_NOT:
+                return 0
     return tried
 
 

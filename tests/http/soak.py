@@ -59,8 +59,8 @@ STATUS = request("GET", "/status")
 
 def mix(number):
     """The requests of a client, the likely ones more than once; those that wait for the disk, or for a password's
-    hash, are few."""
-    return [LOGIN, LOGOUT, WRONG_LOGIN] + 4 * [
+    hash, are few: a hash costs as much as a hundred pages."""
+    return [LOGIN, LOGOUT, WRONG_LOGIN] + 16 * [
         *[request("GET", "/login")] * 6,
         *[STATUS] * 3,
         *[request("GET", "/style.css")] * 3,
