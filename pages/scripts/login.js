@@ -15,10 +15,14 @@ function utf8Bytes(text) {
   });
 }
 
-// A code as it was printed, however it was typed: upper case, no blanks, the letters of a wide keyboard too.
+// A voucher's code is the name of its account, so many characters, and the password behind it: what protects a
+// password protects the code, and no page shows the whole of it.
+var kNameLength = 4;
+
+// Letters and digits of a code, however it was typed: in lower case, with blanks and dashes, on a wide keyboard.
 function voucherCode(typed) {
   var code = typed.normalize ? typed.normalize("NFKC") : typed;
-  return code.replace(/\s+/g, "").toUpperCase();
+  return code.toUpperCase().replace(/[^A-Z0-9]+/g, "");
 }
 
 function send(form, fields) {
@@ -49,8 +53,9 @@ function prepare(form) {
     var challenge = octalBytes(form.getAttribute("data-chap-challenge"));
     var isSecure = /^https:/i.test(form.action);
     var asItIs = isSecure || !id.length && form.getAttribute("data-plain") === "yes";
-    var name = isVoucher ? voucherCode(username.value) : username.value;
-    var password = isVoucher ? name : form.elements.password.value;
+    var code = isVoucher ? voucherCode(username.value) : "";
+    var name = isVoucher ? code.slice(0, kNameLength) : username.value;
+    var password = isVoucher ? code.slice(kNameLength) : form.elements.password.value;
     if (isVoucher || !asItIs) event.preventDefault();
     if (!asItIs && (!id.length || typeof md5 !== "function")) {
       write(document.getElementById("error"), form.getAttribute("data-unprotected"));
