@@ -32,8 +32,9 @@ from asking import PATIENCE_SECS, ask, get, post
 
 # Far longer than the patience above: what only a time-out would end counts as hanging.
 TIMEOUT_SECS = 300
-# More than the system takes of an answer at once; encrypted it is written in pieces of 16 KB, in turn.
-LARGE_BYTES = 3_000_000
+# More than the system takes of an answer at once (tcp_wmem in tcp(7): 4 MB), so that the server has to wait for room;
+# encrypted, where an answer is written in pieces of 16 KB, enough of these.
+LARGE_BYTES = 5_000_000
 TLS_LARGE_BYTES = 700_000
 
 # What may fail, with the errors that the system gives for it.
