@@ -83,8 +83,7 @@ class ReplyVar {
   std::size_t place_ = 0;
 };
 
-// Collects variables in any order, and sets them as the map's index operation does. A map that has
-// none of them yet is filled from one end to the other, without a search for any place in it.
+// Collects variables in any order, and sets them as the map's index operation does.
 class EnvWriter {
  public:
   // `env` outlives the object.
@@ -93,6 +92,7 @@ class EnvWriter {
   // The last value of a variable counts.
   void set(ReplyVar var, std::string value) {
     values_[var.place()] = std::move(value);
+    count_ += isSet_[var.place()] ? 0 : 1;
     isSet_[var.place()] = true;
   }
 
@@ -103,6 +103,7 @@ class EnvWriter {
   std::map<std::string, std::string>& env_;
   std::string values_[std::size(kReplyVars)];
   bool isSet_[std::size(kReplyVars)] = {};
+  std::size_t count_ = 0;
 };
 
 #endif  // VARS_ENV_WRITER_H_
