@@ -32,10 +32,8 @@ const char* skipBlanks(const char* at, const char* end) {
   return at;
 }
 
-constexpr std::string_view kIf = "if";
-constexpr std::string_view kElif = "elif";
-
-inline bool opensCondition(std::string_view word) { return word == kIf || word == kElif; }
+bool isIf(std::string_view word) { return isWord(word, "if"); }
+bool opensCondition(std::string_view word) { return isIf(word) || isWord(word, "elif"); }
 
 // Takes one pair of enclosing quotes off a comparison value.
 void removeQuotes(std::string_view* value) {
@@ -47,11 +45,10 @@ void removeQuotes(std::string_view* value) {
 
 }  // namespace
 
-LookAhead::Word LookAhead::findFar(const char* at) {
+void LookAhead::search(const char* at) {
   farStart_ = at;
   far_.end = scan::find<scan::Delimiter>(at, end_);
   far_.next = skipBlanks(far_.end, end_);
-  return far_;
 }
 
 std::size_t LookAhead::longestName() {
@@ -59,7 +56,7 @@ std::size_t LookAhead::longestName() {
   return longestName_;
 }
 
-bool readTokens(const char** cursor, const char* end, Words* words, LookAhead* ahead) {
+bool readLongTokens(const char** cursor, const char* end, Words* words, LookAhead* ahead) {
   std::size_t count = 0;
   const char* at = skipBlanks(*cursor, end);
   while (at < end && !isCloser(*at)) {
@@ -79,22 +76,16 @@ bool readTokens(const char** cursor, const char* end, Words* words, LookAhead* a
   return true;
 }
 
-bool parseTokens(Words& words, SCmd* kind, const std::string_view** name,
-                 const std::string_view** value, bool* equal) {
-  if (words.count == 1) {
-    const std::string_view word = words.word[0];
-    *kind = word == "else" ? kCmdElse : word == "endif" ? kCmdEndif : kCmdNone;
-    if (*kind == kCmdNone) *name = &words.word[0];
-    return true;
-  }
+bool parseCondition(Words& words, SCmd* kind, const std::string_view** name,
+                    const std::string_view** value, bool* equal) {
   if (words.count != 2 && words.count != 4) return false;
   if (!opensCondition(words.word[0])) return false;
-  *kind = words.word[0] == kIf ? kCmdIf : kCmdElif;
+  *kind = isIf(words.word[0]) ? kCmdIf : kCmdElif;
   *name = &words.word[1];
   if (words.count == 2) return true;
   const std::string_view op = words.word[2];
-  *equal = op == "==" || op == "=";
-  if (!*equal && op != "!=" && op != "<>") return false;
+  *equal = isWord(op, "==") || isWord(op, "=");
+  if (!*equal && !isWord(op, "!=") && !isWord(op, "<>")) return false;
   removeQuotes(&words.word[3]);
   *value = &words.word[3];
   return true;

@@ -17,6 +17,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <string>
 #include <string_view>
@@ -62,18 +63,8 @@ class LookAhead {
     const char* next;
   };
   Word word(const char* at) {
-    if (farStart_ <= at && at < far_.end) return far_;
-    // Nearly every word is short, with a single blank or the closer behind it: then nothing has to
-    // be kept in mind.
-    if (end_ - at > scan::Block::kBytes) {
-      const scan::Block found = scan::Delimiter::in(scan::Block::load(at));
-      if (found.any()) {
-        const char* const end = at + found.first();
-        if (scan::isCloser(*end)) return {end, end};
-        if (!scan::isBlank(end[1])) return {end, end + 1};
-      }
-    }
-    return findFar(at);
+    if (at < farStart_ || far_.end <= at) search(at);
+    return far_;
   }
 
   // Whether a single word of this length can be a reference: one that is sent has to be a
@@ -85,7 +76,7 @@ class LookAhead {
   void setDropped(bool dropped) { dropped_ = dropped; }
 
  private:
-  Word findFar(const char* at);
+  void search(const char* at);
   std::size_t longestName();
 
   const char* const end_;
@@ -96,6 +87,12 @@ class LookAhead {
   bool dropped_ = false;
 };
 
+// Whether a word is a keyword, without a call.
+template <std::size_t kSize>
+bool isWord(std::string_view word, const char (&keyword)[kSize]) {
+  return word.size() == kSize - 1 && std::memcmp(word.data(), keyword, kSize - 1) == 0;
+}
+
 // The words of a directive: pieces of the text, valid as long as that is.
 struct Words {
   static constexpr std::size_t kMost = 4;  // more are no directive
@@ -104,27 +101,46 @@ struct Words {
   std::size_t count = 0;
 };
 
+// readTokens() for a directive that is closed within a stretch of text and has single blanks
+// between its words, as nearly all are; false for others, too.
+inline bool readShortTokens(const char** cursor, const char* end, Words* words) {
+  using Hits = scan::Hits<2>;
+  const char* const at = *cursor;
+  if (end - at < Hits::kBytes) return false;
+  std::size_t count = 0;
+  int start = 0;
+  for (Hits hits = Hits::of<scan::Delimiter>(at); hits.any(); hits = hits.withoutFirst()) {
+    const int stop = hits.first();
+    if (stop == start || count == Words::kMost) return false;
+    words->word[count++] = {at + start, static_cast<std::size_t>(stop - start)};
+    if (scan::isCloser(at[stop])) {
+      words->count = count;
+      *cursor = at + stop + 1;
+      return true;
+    }
+    start = stop + 1;
+  }
+  return false;
+}
+
+// The same for every other directive.
+bool readLongTokens(const char** cursor, const char* end, Words* words, LookAhead* ahead);
+
 // Splits a directive into words. `*cursor` stands behind the opener; on success it is moved behind
 // the closer. False, with `*cursor` untouched and `*words` unspecified, when there is no closer
-// before `end`, and also as soon as the text can be no directive whatever follows: a first word
-// other than "if" and "elif" is followed by another, there are more than four, or a single word is
-// too long for a reference.
-bool readTokens(const char** cursor, const char* end, Words* words, LookAhead* ahead);
-
-// The same for a directive that is one word in a single block of the text, as nearly all are; false
-// for others, too.
-inline bool readShortToken(const char** cursor, const char* end, Words* words) {
-  const char* const at = *cursor;
-  if (end - at <= scan::Block::kBytes) return false;
-  const scan::Block found = scan::Delimiter::in(scan::Block::load(at));
-  if (!found.any()) return false;
-  const int length = found.first();
-  if (length == 0 || !scan::isCloser(at[length])) return false;
-  words->word[0] = {at, static_cast<std::size_t>(length)};
-  words->count = 1;
-  *cursor = at + length + 1;
-  return true;
+// before `end`, and may be false for words that form no directive.
+inline bool readTokens(const char** cursor, const char* end, Words* words, LookAhead* ahead) {
+  return readShortTokens(cursor, end, words) || readLongTokens(cursor, end, words, ahead);
 }
+
+// What a directive of one word is.
+inline SCmd oneWordKind(std::string_view word) {
+  return isWord(word, "else") ? kCmdElse : isWord(word, "endif") ? kCmdEndif : kCmdNone;
+}
+
+// parseTokens() for other counts than one.
+bool parseCondition(Words& words, SCmd* kind, const std::string_view** name,
+                    const std::string_view** value, bool* equal);
 
 // Classifies the words: false when they form no directive. On success `*kind` is set; `*name`
 // points to the word that names the variable (untouched for else and endif), `*value` to the
@@ -132,7 +148,12 @@ inline bool readShortToken(const char** cursor, const char* end, Words* words) {
 // `*equal` is true for "==" and "=", false for "!=" and "<>" (untouched when there is no
 // comparison). The caller sets all four to none, null, null and false beforehand. The pointers are
 // valid as long as `words` is.
-bool parseTokens(Words& words, SCmd* kind, const std::string_view** name,
-                 const std::string_view** value, bool* equal);
+inline bool parseTokens(Words& words, SCmd* kind, const std::string_view** name,
+                        const std::string_view** value, bool* equal) {
+  if (words.count != 1) return parseCondition(words, kind, name, value, equal);
+  *kind = oneWordKind(words.word[0]);
+  if (*kind == kCmdNone) *name = &words.word[0];
+  return true;
+}
 
 #endif  // TEMPLATE_DIRECTIVE_H_

@@ -73,21 +73,21 @@ std::string doEscapeString(const std::string& s) {
   return result;
 }
 
-bool holdsMarkup(const std::string& s) {
-  const char* const end = s.data() + s.size();
-  return scan::find<scan::Markup>(s.data(), end) != end;
+void appendXmlEscaped(std::string_view text, std::string* out) {
+  out->reserve(out->size() + text.size() + 16);
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  for (;;) {
+    const char* const found = scan::find<scan::Markup>(at, end);
+    out->append(at, static_cast<std::size_t>(found - at));
+    if (found == end) return;
+    out->append(*found == '<' ? "&lt;" : *found == '>' ? "&gt;" : "&amp;");
+    at = found + 1;
+  }
 }
 
 std::string xmlEscapeString(const std::string& s) {
   std::string result;
-  result.reserve(s.size() + 16);
-  const char* at = s.data();
-  const char* const end = at + s.size();
-  for (;;) {
-    const char* const found = scan::find<scan::Markup>(at, end);
-    result.append(at, found);
-    if (found == end) return result;
-    result += *found == '<' ? "&lt;" : *found == '>' ? "&gt;" : "&amp;";
-    at = found + 1;
-  }
+  appendXmlEscaped(s, &result);
+  return result;
 }

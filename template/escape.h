@@ -4,6 +4,7 @@
 #define TEMPLATE_ESCAPE_H_
 
 #include <string>
+#include <string_view>
 
 // Decodes a form value or URL component: first every '+' becomes a blank, then '%' and the two
 // characters behind it become one byte. The two are read as sscanf(3) with "%x" reads them: "% 5"
@@ -21,7 +22,7 @@ std::string doEscapeString(const std::string& s);
 // Replaces '<', '>' and '&' by "&lt;", "&gt;" and "&amp;"; quotes and apostrophes stay.
 std::string xmlEscapeString(const std::string& s);
 
-// Whether that would change the text.
-bool holdsMarkup(const std::string& s);
+// The same, behind what `*out` holds; `text` is no part of that.
+void appendXmlEscaped(std::string_view text, std::string* out);
 
 #endif  // TEMPLATE_ESCAPE_H_

@@ -8,6 +8,7 @@
 #include "servlet/debug_out.h"
 #include "servlet/hs_conn.h"
 #include "template/directive.h"
+#include "template/openers.h"
 #include "template/scan.h"
 #include "template/var_val.h"
 
@@ -18,23 +19,25 @@ namespace {
 // the stream is to throw, as by its own operations.
 class Output {
  public:
-  explicit Output(std::ostream& stream) : stream_(stream), good_(stream.good()) {}
+  explicit Output(std::ostream& stream)
+      : stream_(stream), buffer_(stream.good() ? stream.rdbuf() : nullptr) {}
 
-  void write(std::string_view text) {
-    if (!good_) return;
-    const std::streamsize length = static_cast<std::streamsize>(text.size());
+  void write(const char* text, std::size_t size) {
+    if (buffer_ == nullptr) return;
+    const std::streamsize length = static_cast<std::streamsize>(size);
     try {
-      good_ = stream_.rdbuf()->sputn(text.data(), length) == length;
+      if (buffer_->sputn(text, length) == length) return;
     } catch (...) {
-      good_ = false;
+      buffer_ = nullptr;
       if ((stream_.exceptions() & std::ios::badbit) != 0) throw;
     }
-    if (!good_) stream_.setstate(std::ios::badbit);
+    buffer_ = nullptr;
+    stream_.setstate(std::ios::badbit);
   }
 
  private:
   std::ostream& stream_;
-  bool good_;
+  std::streambuf* buffer_;  // null once something went wrong
 };
 
 // One rendering. Text is always copied or skipped at the innermost nesting level; the levels around
@@ -44,7 +47,12 @@ class Renderer {
  public:
   Renderer(std::map<std::string, std::string>& env, radius::Packet& radius, const char* start,
            const char* end, Output* out, bool esc)
-      : end_(end), out_(out), run_(start), ahead_(start, end, env), values_(env, radius, esc) {
+      : end_(end),
+        out_(out),
+        run_(start),
+        openers_(start, end),
+        ahead_(start, end, env),
+        values_(env, radius, esc) {
     setLive(out != nullptr);
   }
 
@@ -65,22 +73,23 @@ class Renderer {
     bool live;
   };
 
-  // Reads the directive whose opener `*cursor` stands behind; false when the text is literal.
-  bool read(const char** cursor, Directive* directive);
-  bool isTrue(const Directive& directive);
+  // Classifies the words; false when they form no directive.
+  bool parse(Directive* directive);
   // Makes `text_` the value of a name; false, and `text_` as it was, when the name is unknown.
   bool lookUp(std::string_view name);
+  bool isTrue(const Directive& directive);
   void openBranch(std::uint32_t state, bool live);
   // Takes an elif, else or endif back to the level around; false when there is none.
   bool closeBranch(const Directive& directive);
   void setLive(bool live);
-  // Writes the literal run up to `upTo`; the next one starts at `next`.
-  void flush(const char* upTo, const char* next);
+  // Writes the literal run up to `upTo`.
+  void flush(const char* upTo);
 
   const char* const end_;
   Output* const out_;
   const char* run_;    // start of the literal run that is still to be written
   bool live_ = false;  // what the current level renders is written
+  Openers openers_;
   LookAhead ahead_;
   std::vector<Level> outer_;
   Words words_;  // those of the directive at hand
@@ -101,60 +110,54 @@ bool isEscaped(const char* start, const char* at) {
 const char* Renderer::render() {
   const char* cursor = run_;
   for (;;) {
-    const char* const special = scan::find<scan::Opener>(cursor, end_);
+    const char* const special = openers_.next(cursor);
     if (end_ - special < 2) break;
-    if (isEscaped(cursor, special)) {
+    if (special > cursor && special[-1] == '\\' && isEscaped(cursor, special)) {
       cursor = special + 1;
       continue;
     }
-    const bool dollar = *special == '$';
-    if (dollar && special[1] != '(') {
-      cursor = special + 2;
-      continue;
+    const char* behind = special + 1;
+    if (*special == '$') {
+      if (*behind != '(') {
+        cursor = special + 2;
+        continue;
+      }
+      if (++behind == end_) break;
     }
-    cursor = special + (dollar ? 2 : 1);
-    if (cursor == end_) break;
-
-    Directive directive;
-    if (!read(&cursor, &directive)) {
-      cursor = special + 1;
-      continue;
-    }
-    flush(special, cursor);
-    switch (directive.kind) {
-      case kCmdNone:
-        if (live_) out_->write(text_);
-        break;
-      case kCmdIf:
+    cursor = special + 1;
+    if (!readTokens(&behind, end_, &words_, &ahead_)) continue;
+    if (words_.count == 1 && oneWordKind(words_.word[0]) == kCmdNone) {
+      // A reference to an unknown name is literal text; in a dropped branch nothing is looked up,
+      // and every reference goes.
+      if (live_) {
+        if (!lookUp(words_.word[0])) continue;
+        flush(special);
+        out_->write(text_.data(), text_.size());
+      }
+    } else {
+      Directive directive;
+      if (!parse(&directive)) continue;
+      flush(special);
+      if (directive.kind == kCmdIf) {
         openBranch(kIfTransitions[isTrue(directive) ? 1 : 0][kIfNone][kCmdIf - 1], live_);
-        break;
-      default:
-        if (!closeBranch(directive)) return special;
+      } else if (!closeBranch(directive)) {
+        return special;
+      }
     }
+    cursor = run_ = behind;
   }
-  flush(end_, end_);
+  flush(end_);
   return end_;
 }
 
-bool Renderer::read(const char** cursor, Directive* directive) {
-  const char* behind = *cursor;
-  if (!readShortToken(&behind, end_, &words_) && !readTokens(&behind, end_, &words_, &ahead_)) {
-    return false;
-  }
-  if (!parseTokens(words_, &directive->kind, &directive->name, &directive->value,
-                   &directive->equal)) {
-    return false;
-  }
-  // A reference to an unknown name is literal text; in a dropped branch nothing is looked up, and
-  // every reference goes.
-  if (directive->kind == kCmdNone && live_ && !lookUp(*directive->name)) return false;
-  *cursor = behind;
-  return true;
+bool Renderer::parse(Directive* directive) {
+  return parseTokens(words_, &directive->kind, &directive->name, &directive->value,
+                     &directive->equal);
 }
 
 // Pages ask for a variable and then show it, or show it time and again.
-bool Renderer::lookUp(std::string_view name) {
-  if (name == name_) return true;
+inline bool Renderer::lookUp(std::string_view name) {
+  if (scan::same(name, name_)) return true;
   if (!values_.find(name, &text_)) return false;
   name_ = name;
   return true;
@@ -162,7 +165,7 @@ bool Renderer::lookUp(std::string_view name) {
 
 // Nothing is evaluated in a dropped branch; what counts as the truth there is of no consequence.
 bool Renderer::isTrue(const Directive& directive) {
-  if (!live_ || directive.name == nullptr) return directive.equal;
+  if (!live_) return directive.equal;
   const std::string_view value = lookUp(*directive.name) ? text_ : std::string_view();
   if (directive.value == nullptr) return !value.empty();
   return (value == *directive.value) == directive.equal;
@@ -178,8 +181,8 @@ bool Renderer::closeBranch(const Directive& directive) {
   const Level level = outer_.back();
   outer_.pop_back();
   setLive(level.live && level.state != kIfWasmatch);
-  const std::uint32_t state =
-      kIfTransitions[isTrue(directive) ? 1 : 0][level.state][directive.kind - 1];
+  const bool truth = directive.kind == kCmdElif && isTrue(directive);
+  const std::uint32_t state = kIfTransitions[truth ? 1 : 0][level.state][directive.kind - 1];
   if (state == kIfNone) {
     setLive(level.live);
   } else {
@@ -193,9 +196,8 @@ void Renderer::setLive(bool live) {
   ahead_.setDropped(!live);
 }
 
-void Renderer::flush(const char* upTo, const char* next) {
-  if (live_ && run_ < upTo) out_->write({run_, static_cast<std::size_t>(upTo - run_)});
-  run_ = next;
+void Renderer::flush(const char* upTo) {
+  if (live_ && run_ < upTo) out_->write(run_, static_cast<std::size_t>(upTo - run_));
 }
 
 }  // namespace

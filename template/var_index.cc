@@ -3,8 +3,7 @@
 #include <algorithm>
 
 const std::string* VarIndex::findFirst(std::string_view name) {
-  if (asked_ < kAskedBefore || env_.size() > kMostIndexed) {
-    ++asked_;
+  if (env_.size() > kMostIndexed) {
     const auto found = env_.find(std::string(name));
     return found == env_.end() ? nullptr : &found->second;
   }
@@ -13,11 +12,13 @@ const std::string* VarIndex::findFirst(std::string_view name) {
 }
 
 void VarIndex::build() {
-  std::fill(std::begin(slots_), std::end(slots_), nullptr);
+  std::memset(slots_, kFree, sizeof slots_);
+  std::uint8_t count = 0;
   for (const Variable& variable : env_) {
     std::size_t slot = slotOf(variable.first);
-    while (slots_[slot] != nullptr) slot = (slot + 1) % kSlots;
-    slots_[slot] = &variable;
+    while (slots_[slot] != kFree) slot = (slot + 1) % kSlots;
+    variables_[count] = &variable;
+    slots_[slot] = count++;
   }
   isBuilt_ = true;
 }

@@ -4,12 +4,16 @@
 #define TEMPLATE_VAR_INDEX_H_
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <map>
 #include <string>
 #include <string_view>
 
-// A few names are looked up in the map itself. Whoever asks for more gets a table over all of them,
-// which costs as much as a dozen searches of the map and answers each further question at once.
+#include "template/scan.h"
+
+// A table over all of them, made at the first question: it costs as much as a dozen searches of the
+// map and answers each question at once.
 class VarIndex {
  public:
   // `env` outlives the object, and no variable comes or goes meanwhile.
@@ -18,11 +22,11 @@ class VarIndex {
   // The value of a variable, null when there is none of that name.
   const std::string* find(std::string_view name) {
     if (!isBuilt_) return findFirst(name);
-    for (std::size_t slot = slotOf(name);; slot = (slot + 1) % kSlots) {
-      const Variable* const variable = slots_[slot];
-      if (variable == nullptr) return nullptr;
-      if (variable->first == name) return &variable->second;
+    for (std::size_t slot = slotOf(name); slots_[slot] != kFree; slot = (slot + 1) % kSlots) {
+      const Variable& variable = *variables_[slots_[slot]];
+      if (scan::same(variable.first, name)) return &variable.second;
     }
+    return nullptr;
   }
 
  private:
@@ -31,7 +35,7 @@ class VarIndex {
   static constexpr std::size_t kSlots = 128;
   // There is always a free slot to end a search; beyond this the map is asked every time.
   static constexpr std::size_t kMostIndexed = 96;
-  static constexpr unsigned kAskedBefore = 4;
+  static constexpr std::uint8_t kFree = 0xFF;
 
   // Names share beginnings and ends: "bytes-in", "limit-bytes-in", "limit-bytes-out".
   static std::size_t slotOf(std::string_view name) {
@@ -44,9 +48,9 @@ class VarIndex {
   void build();
 
   const std::map<std::string, std::string>& env_;
-  unsigned asked_ = 0;
   bool isBuilt_ = false;
-  const Variable* slots_[kSlots];  // of no value until all have been asked for
+  std::uint8_t slots_[kSlots];
+  const Variable* variables_[kMostIndexed];
 };
 
 #endif  // TEMPLATE_VAR_INDEX_H_

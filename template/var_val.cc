@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "template/escape.h"
 #include "template/format.h"
@@ -23,14 +24,6 @@ bool scanNumber(const char** at, unsigned* value) {
 
 }  // namespace
 
-bool VarLookup::find(std::string_view name, std::string_view* value) {
-  if (const std::string* const variable = index_.find(name)) {
-    *value = escaped(*variable);
-    return true;
-  }
-  return findOther(name, value);
-}
-
 bool VarLookup::findOther(std::string_view name, std::string_view* value) {
   if (name.size() > kEscSuffix.size() && name.ends_with(kEscSuffix)) {
     name.remove_suffix(kEscSuffix.size());
@@ -40,14 +33,17 @@ bool VarLookup::findOther(std::string_view name, std::string_view* value) {
     }
   }
   // A RADIUS value is not URL-escaped, unlike a page variable, on purpose.
-  if (!getRadiusVal(radius_, std::string(name), &made_)) return false;
-  *value = escaped(made_);
+  std::string attribute;
+  if (!getRadiusVal(radius_, std::string(name), &attribute)) return false;
+  if (esc_) attribute = xmlEscapeString(attribute);
+  *value = made_ = std::move(attribute);
   return true;
 }
 
-std::string_view VarLookup::escaped(const std::string& value) {
-  if (!esc_ || !holdsMarkup(value)) return value;
-  return made_ = xmlEscapeString(value);
+std::string_view VarLookup::escape(const std::string& value) {
+  made_.clear();
+  appendXmlEscaped(value, &made_);
+  return made_;
 }
 
 bool getVarVal(std::map<std::string, std::string>& env, radius::Packet& radius,

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "host/radius.h"
+#include "template/scan.h"
 #include "template/var_index.h"
 
 // The values of names, for one rendering.
@@ -23,11 +24,19 @@ class VarLookup {
   // before the suffix, URL-escaped; else a RADIUS reference (with or without the suffix, which then
   // changes nothing). False, and `*value` untouched, when the name is none of these. A variable
   // with an empty value is found. `*value` is valid until the next name is found.
-  bool find(std::string_view name, std::string_view* value);
+  bool find(std::string_view name, std::string_view* value) {
+    const std::string* const variable = index_.find(name);
+    if (variable == nullptr) return findOther(name, value);
+    *value = escaped(*variable);
+    return true;
+  }
 
  private:
   bool findOther(std::string_view name, std::string_view* value);
-  std::string_view escaped(const std::string& value);
+  std::string_view escaped(const std::string& value) {
+    return esc_ && scan::holds<scan::Markup>(value) ? escape(value) : value;
+  }
+  std::string_view escape(const std::string& value);
 
   VarIndex index_;
   radius::Packet& radius_;

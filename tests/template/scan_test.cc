@@ -69,4 +69,73 @@ TEST(Scan, StaysWithinItsTextWhateverLiesAround) {
   }
 }
 
+template <typename Sought>
+bool holds(const std::string& text) {
+  return scan::holds<Sought>(text);
+}
+
+struct Question {
+  bool (*holds)(const std::string&);
+  std::string_view sought;
+};
+
+const Question kQuestions[] = {
+    {holds<scan::Opener>, "$%"}, {holds<scan::Delimiter>, ")% \t"}, {holds<scan::Markup>, "<>&"}};
+
+// Every length has a way of its own up to a block's.
+TEST(ScanHolds, TellsOfEachCharacterWhereverItStandsInATextOfAnyLength) {
+  for (const Question& question : kQuestions) {
+    for (std::size_t length = 0; length <= 40; ++length) {
+      std::string text(length, 'x');
+      ASSERT_FALSE(question.holds(text)) << length;
+      for (std::size_t at = 0; at < length; ++at) {
+        for (int value = 0; value < 256; ++value) {
+          text[at] = static_cast<char>(value);
+          const bool expected = question.sought.find(text[at]) != std::string_view::npos;
+          ASSERT_EQ(question.holds(text), expected) << value << " at " << at << " of " << length;
+        }
+        text[at] = 'x';
+      }
+    }
+  }
+}
+
+TEST(ScanHolds, StaysWithinItsText) {
+  const std::string around = "$%) \t<>&";
+  for (std::size_t length = 0; length <= 40; ++length) {
+    const std::string text = around + std::string(length, 'x') + around;
+    const std::string_view inner(text.data() + around.size(), length);
+    ASSERT_FALSE(scan::holds<scan::Opener>(inner)) << length;
+    ASSERT_FALSE(scan::holds<scan::Delimiter>(inner)) << length;
+    ASSERT_FALSE(scan::holds<scan::Markup>(inner)) << length;
+  }
+}
+
+TEST(ScanSame, SeesEveryDifferenceInATextOfAnyLength) {
+  for (std::size_t length = 0; length <= 70; ++length) {
+    std::string one(length, 'x');
+    const std::vector<char> other(one.begin(), one.end());
+    const std::string_view text(other.data(), length);
+    ASSERT_TRUE(scan::same(one, text)) << length;
+    ASSERT_FALSE(scan::same(one + "x", text)) << length;
+    ASSERT_FALSE(scan::same(text, one + "x")) << length;
+    for (std::size_t at = 0; at < length; ++at) {
+      one[at] = 'y';
+      ASSERT_FALSE(scan::same(one, text)) << at << " of " << length;
+      one[at] = 'x';
+    }
+  }
+}
+
+TEST(ScanSame, TakesNoNoticeOfWhatLiesBehind) {
+  for (std::size_t length = 0; length <= 70; ++length) {
+    const std::string one = std::string(length, 'x') + "ab";
+    const std::string other = std::string(length, 'x') + "cd";
+    const auto start = [length](const std::string& text) {
+      return std::string_view(text).substr(0, length);
+    };
+    ASSERT_TRUE(scan::same(start(one), start(other))) << length;
+  }
+}
+
 }  // namespace
