@@ -96,6 +96,9 @@ class message {
   void put(std::uint32_t id, const void* value, std::size_t length);
 
   std::string wire_;  // the wire form as it stands
+  // A bit of each id that was put in, as the id chooses it: a field whose bit is clear is not
+  // searched for.
+  std::uint64_t mayHold_ = 0;
 };
 
 // True when `msg` is an error reply; then `*code` and `*text` (each may be null) receive its code

@@ -48,13 +48,17 @@ message::message() { clear(wire_); }
 
 message::message(const message& other) = default;
 
-message::message(message&& other) noexcept : wire_(std::move(other.wire_)) { clear(other.wire_); }
+message::message(message&& other) noexcept
+    : wire_(std::move(other.wire_)), mayHold_(std::exchange(other.mayHold_, 0)) {
+  clear(other.wire_);
+}
 
 message& message::operator=(const message& other) = default;
 
 message& message::operator=(message&& other) noexcept {
   if (this != &other) {
     wire_ = std::move(other.wire_);
+    mayHold_ = std::exchange(other.mayHold_, 0);
     clear(other.wire_);
   }
   return *this;
@@ -64,6 +68,9 @@ message::~message() = default;
 
 // Relies on wire_ being well-formed, which put(), erase() and decode() see to.
 message::Found message::find(std::uint32_t id) const {
+  if ((mayHold_ & layout::bitOf(id)) == 0) {
+    return {};
+  }
   unsigned char idBytes[4];
   wire::store32(idBytes, id);
   const std::uint32_t wanted = wire::loadAsIs(idBytes);
@@ -100,6 +107,7 @@ void message::put(std::uint32_t id, const void* value, std::size_t length) {
     wire::store32(header + 4, lengthWord);
     wire_.append(reinterpret_cast<const char*>(header), sizeof header);
     wire_.append(chars, length);
+    mayHold_ |= layout::bitOf(id);
   }
   stampLength(wire_);
 }

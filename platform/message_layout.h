@@ -55,6 +55,11 @@ constexpr bool lengthFits(std::uint32_t id, std::size_t length) {
   }
 }
 
+// One bit of 64. The ids of a message seldom share one: those of a type are numbered in sequence.
+constexpr std::uint64_t bitOf(std::uint32_t id) {
+  return std::uint64_t{1} << ((id ^ typeOf(id)) % 64);
+}
+
 }  // namespace nv::layout
 
 #endif  // PLATFORM_MESSAGE_LAYOUT_H_

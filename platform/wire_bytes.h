@@ -4,6 +4,8 @@
 #ifndef PLATFORM_WIRE_BYTES_H_
 #define PLATFORM_WIRE_BYTES_H_
 
+#include <arpa/inet.h>
+
 #include <cstdint>
 #include <cstring>
 
@@ -22,15 +24,10 @@ inline std::uint64_t load64(const unsigned char* from) {
   return static_cast<std::uint64_t>(load32(from)) << 32 | load32(from + 4);
 }
 
-// REQUIRES: room for 2, 4 or 8 bytes at `to`. store16 keeps the low 16 bits.
-inline void store16(unsigned char* to, std::uint32_t value) {
-  to[0] = static_cast<unsigned char>(value >> 8);
-  to[1] = static_cast<unsigned char>(value);
-}
-
+// REQUIRES: room for 4 or 8 bytes at `to`.
 inline void store32(unsigned char* to, std::uint32_t value) {
-  store16(to, value >> 16);
-  store16(to + 2, value);
+  const std::uint32_t word = htonl(value);
+  std::memcpy(to, &word, sizeof word);
 }
 
 inline void store64(unsigned char* to, std::uint64_t value) {
