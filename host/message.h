@@ -94,6 +94,8 @@ class message {
   struct Found;
   Found find(std::uint32_t id) const;
   void put(std::uint32_t id, const void* value, std::size_t length);
+  template <std::size_t kBytes>
+  void putNumber(std::uint32_t id, const unsigned char (&value)[kBytes]);
 
   std::string wire_;  // the wire form as it stands
   // A bit of each id that was put in, as the id chooses it: a field whose bit is clear is not

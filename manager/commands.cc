@@ -19,20 +19,20 @@ namespace {
 constexpr std::size_t kMaxChallengeClients = 8192;
 constexpr std::size_t kMaxGuessingClients = 8192;
 
-std::string refusal(const nv::message& request) {
+std::string refusal(const nv::message& request, std::uint32_t address) {
   static const std::vector<unsigned> kHere{portal::kAddressHigh, portal::kAddressLow};
   if (request.get_u32_array(portal::kTo, {}) != kHere) {
     return "message is not addressed to the hotspot manager";
   }
   if (!request.size_u32(portal::kCommand)) return "message holds no command";
-  if (request.get_u32(portal::kClientAddress, 0) == 0) return "message names no client address";
+  if (address == 0) return "message names no client address";
   return {};
 }
 
 // A login that presents something binds its session to the device, so it must not go by what was
 // true a second ago; a look at the login page may.
-bool mayBind(const nv::message& request) {
-  return request.get_u32(portal::kCommand, 0) == portal::kLogin &&
+bool mayBind(const nv::message& request, std::uint32_t command) {
+  return command == portal::kLogin &&
          (!request.get_string(portal::kUserName, "").empty() ||
           request.get_u32(portal::kCookieId, 0) != 0);
 }
@@ -50,11 +50,13 @@ Portal::Portal(View& view, CommitQueue& queue, Clerk& clerk, Authenticator& auth
       guesses_(guessesPerMinute, kMaxGuessingClients) {}
 
 void Portal::receive(const nv::message& request, const Responder& respond) {
-  if (const std::string why = refusal(request); !why.empty()) return respond(protocolError(why));
-  const std::uint32_t command = request.get_u32(portal::kCommand, 0);
   Client client;
   client.address = request.get_u32(portal::kClientAddress, 0);
-  client.mac = neighbours_.find(client.address, mayBind(request));
+  if (const std::string why = refusal(request, client.address); !why.empty()) {
+    return respond(protocolError(why));
+  }
+  const std::uint32_t command = request.get_u32(portal::kCommand, 0);
+  client.mac = neighbours_.find(client.address, mayBind(request, command));
   if (spdlog::should_log(spdlog::level::debug)) {
     spdlog::debug("command {} of {} target=\"{}\" to={}", command, addressText(client.address),
                   logText(request.get_string(portal::kTargetDir, "")),

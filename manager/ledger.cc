@@ -4,6 +4,7 @@
 
 #include "manager/address_text.h"
 #include "manager/fail_stop.h"
+#include "manager/replies.h"
 
 namespace manager {
 
@@ -179,6 +180,7 @@ void Ledger::dropSetting(const std::string& name) {
 void Ledger::applyKept() {
   std::vector<std::string> skipped;
   settings_ = overlay(base_, kept_, &skipped);
+  hotspot_ = hotspotFields(settings_);
   for (const std::string& name : skipped) {
     spdlog::warn("the kept value of the setting {} does not fit and is not used", name);
   }

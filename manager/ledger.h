@@ -93,7 +93,8 @@ class Ledger final : public Standing {
   void putProfile(const Profile& profile);      // (writes)
   void removeProfile(const std::string& name);  // (writes)
 
-  const ServerSettings& settings() const override { return settings_; }
+  const ServerSettings& settings() const { return settings_; }
+  const nv::message& hotspot() const override { return hotspot_; }
   const ServerSettings& baseSettings() const { return base_; }
   const std::map<std::string, std::string>& keptSettings() const { return kept_; }
   void keepSetting(const std::string& name, const std::string& value);  // (writes)
@@ -123,6 +124,7 @@ class Ledger final : public Standing {
   const ServerSettings base_;
   const std::size_t maxSessions_;
   ServerSettings settings_;
+  nv::message hotspot_;  // its fields
   std::map<std::string, std::string> kept_;
   std::map<std::string, Profile> profiles_;
   SessionTable sessions_;

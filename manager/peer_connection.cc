@@ -45,7 +45,7 @@ class PeerConnection::Request {
 
   void setNumber(std::uint32_t number) { number_ = number; }
 
-  void answer(nv::message reply) {
+  void answer(nv::message&& reply) {
     if (number_) reply.insert_u32(portal::kRequestNumber, *number_);
     if (!reply.fits()) {
       reply = protocolError("the reply is too long");
@@ -119,7 +119,7 @@ void PeerConnection::read() {
 
 void PeerConnection::handle(const char* data, std::size_t length) {
   std::shared_ptr<Request> request;
-  nv::message message;
+  nv::message& message = socket_.message_;
   bool decoded = false;
   try {
     request = std::make_shared<Request>(shared_from_this());
@@ -133,14 +133,16 @@ void PeerConnection::handle(const char* data, std::size_t length) {
     if (message.size_u32(portal::kRequestNumber) != 0) {
       request->setNumber(message.get_u32(portal::kRequestNumber, 0));
     }
-    socket_.handler_(message, [request](nv::message reply) { request->answer(std::move(reply)); });
+    socket_.handler_(message, [request = std::move(request)](nv::message&& reply) {
+      request->answer(std::move(reply));
+    });
   } catch (const std::exception& error) {
     // Out of memory, say: this request fails, the others go on.
     spdlog::error("request failed: {}", reasonOf(error));
   }
 }
 
-void PeerConnection::answer(nv::message reply) {
+void PeerConnection::answer(nv::message&& reply) {
   if (descriptor_ < 0) return;
   --underWay_;
   --socket_.underWay_;

@@ -48,7 +48,7 @@ class PeerConnection : public std::enable_shared_from_this<PeerConnection> {
   bool readsOn() const;
   void read();
   void handle(const char* data, std::size_t length);
-  void answer(nv::message reply);
+  void answer(nv::message&& reply);
   void giveUp(const std::exception& error);
 
   PeerSocket& socket_;

@@ -85,7 +85,9 @@ class PeerSocket {
   std::vector<PeerConnection*> answered_;
   std::set<std::shared_ptr<PeerConnection>> ended_;
   std::size_t underWay_ = 0;
-  std::string buffer_;  // where a packet is read; shared, since it is decoded at once
+  // Where a packet is read and where it is decoded: shared, since it is handled at once.
+  std::string buffer_;
+  nv::message message_;
 };
 
 }  // namespace manager

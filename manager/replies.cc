@@ -30,24 +30,32 @@ void addText(nv::message* reply, std::uint32_t id, const std::string& text) {
   if (!text.empty()) reply->insert_string(id, text);
 }
 
+// The hotspot and, if known, the client's MAC address: the beginning of every reply.
+nv::message beginReply(const Standing& standing, const std::string& mac) {
+  nv::message reply = standing.hotspot();
+  const std::vector<unsigned char> bytes = macBytes(mac);
+  if (!bytes.empty()) reply.insert_raw(portal::kMac, bytes);
+  return reply;
+}
+
 }  // namespace
 
-void addHotspot(nv::message* reply, const ServerSettings& settings, const std::string& mac) {
-  reply->insert_u32(portal::kOptionBits, (settings.plainPasswd ? portal::kOptionPlainPasswd : 0) |
+nv::message hotspotFields(const ServerSettings& settings) {
+  nv::message reply;
+  reply.insert_u32(portal::kOptionBits, (settings.plainPasswd ? portal::kOptionPlainPasswd : 0) |
                                              (settings.trial ? portal::kOptionTrial : 0));
-  reply->insert_bool(portal::kSslLogin, settings.sslLogin);
-  reply->insert_string(portal::kHtmlDir, settings.htmlDir);
-  addText(reply, portal::kDnsName, settings.dnsName);
+  reply.insert_bool(portal::kSslLogin, settings.sslLogin);
+  reply.insert_string(portal::kHtmlDir, settings.htmlDir);
+  addText(&reply, portal::kDnsName, settings.dnsName);
   std::uint32_t address = 0;
   if (!settings.serverAddress.empty() && parseAddress(settings.serverAddress, &address)) {
-    reply->insert_be32(portal::kServerAddress, htonl(address));
+    reply.insert_be32(portal::kServerAddress, htonl(address));
   }
-  addText(reply, portal::kServerName, settings.serverName);
-  addText(reply, portal::kInterfaceName, settings.interfaceName);
-  addText(reply, portal::kLocationId, settings.locationId);
-  addText(reply, portal::kLocationName, settings.locationName);
-  const std::vector<unsigned char> bytes = macBytes(mac);
-  if (!bytes.empty()) reply->insert_raw(portal::kMac, bytes);
+  addText(&reply, portal::kServerName, settings.serverName);
+  addText(&reply, portal::kInterfaceName, settings.interfaceName);
+  addText(&reply, portal::kLocationId, settings.locationId);
+  addText(&reply, portal::kLocationName, settings.locationName);
+  return reply;
 }
 
 void addSession(nv::message* reply, const Session& session, const Profile* profile,
@@ -77,15 +85,13 @@ void addSession(nv::message* reply, const Session& session, const Profile* profi
 
 nv::message statusReply(const Standing& standing, const Session& session, const Client& client,
                         bool loggedIn) {
-  nv::message reply;
-  addHotspot(&reply, standing.settings(), client.mac.empty() ? session.mac : client.mac);
+  nv::message reply = beginReply(standing, client.mac.empty() ? session.mac : client.mac);
   addSession(&reply, session, standing.findProfile(session.profile), standing.now(), loggedIn);
   return reply;
 }
 
 nv::message nobodyReply(const Standing& standing, const Client& client) {
-  nv::message reply;
-  addHotspot(&reply, standing.settings(), client.mac);
+  nv::message reply = beginReply(standing, client.mac);
   reply.insert_bool(portal::kLoggedIn, false);
   return reply;
 }
@@ -126,9 +132,10 @@ nv::message protocolError(const std::string& text) {
 }
 
 std::string shownName(const Session& session) {
+  if (session.domain.empty()) return session.account;
   const std::string tail = "@" + session.domain;
   const std::string& account = session.account;
-  const bool has = !session.domain.empty() && account.size() > tail.size() &&
+  const bool has = account.size() > tail.size() &&
                    account.compare(account.size() - tail.size(), tail.size(), tail) == 0;
   return has ? account.substr(0, account.size() - tail.size()) : account;
 }

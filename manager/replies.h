@@ -15,9 +15,8 @@
 
 namespace manager {
 
-// What every reply carries: the hotspot's identity and options, and the client's MAC address if
-// known.
-void addHotspot(nv::message* reply, const ServerSettings& settings, const std::string& mac);
+// What every reply carries: the hotspot's identity and options.
+nv::message hotspotFields(const ServerSettings& settings);
 
 // A session: who, since when, how long, limits, counters, client state. `loggedIn` is false for the
 // session that a logout has just ended. `profile` may be null.

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "host/message.h"
 #include "manager/records.h"
-#include "manager/server_settings.h"
 
 namespace manager {
 
@@ -19,7 +19,8 @@ class Standing {
   // another device is not the client's. Valid until the next operation on that session.
   virtual const Session* find(std::uint32_t address, const std::string& mac) = 0;
   virtual const Profile* findProfile(const std::string& name) const = 0;
-  virtual const ServerSettings& settings() const = 0;
+  // The hotspot's own fields, with which every reply begins (hotspotFields() of replies.h).
+  virtual const nv::message& hotspot() const = 0;
   // Seconds on the uptime clock.
   virtual std::int64_t now() const = 0;
 

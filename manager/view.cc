@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "manager/replies.h"
 #include "manager/session_rules.h"
 
 namespace manager {
@@ -20,6 +21,9 @@ void fetchAhead(const void* what, std::size_t bytes) {
 
 }  // namespace
 
+View::View(const Clock& clock, const Enforcer& enforcer)
+    : clock_(clock), enforcer_(enforcer), hotspot_(hotspotFields(settings_)) {}
+
 void View::apply(Changes changes) {
   for (auto& [address, session] : changes.sessions) {
     if (!session) {
@@ -35,7 +39,10 @@ void View::apply(Changes changes) {
     known.lastActiveAt = activeAt;
   }
   if (changes.profiles) profiles_ = std::move(*changes.profiles);
-  if (changes.settings) settings_ = std::move(*changes.settings);
+  if (changes.settings) {
+    settings_ = std::move(*changes.settings);
+    hotspot_ = hotspotFields(settings_);
+  }
 }
 
 const Session* View::find(std::uint32_t address, const std::string& mac) {

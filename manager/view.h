@@ -13,6 +13,7 @@
 
 #include "manager/clock.h"
 #include "manager/enforcer.h"
+#include "manager/server_settings.h"
 #include "manager/standing.h"
 
 namespace manager {
@@ -33,17 +34,18 @@ struct SeenClients {
 // Loop thread only. Requests that change nothing are answered from here, whatever the disk does.
 class View final : public Standing {
  public:
-  View(const Clock& clock, const Enforcer& enforcer) : clock_(clock), enforcer_(enforcer) {}
+  View(const Clock& clock, const Enforcer& enforcer);
 
   // Takes over what was committed. Activity that only this view knows of is not lost by it.
   void apply(Changes changes);
 
   const Session* find(std::uint32_t address, const std::string& mac) override;
   const Profile* findProfile(const std::string& name) const override;
-  const ServerSettings& settings() const override { return settings_; }
+  const nv::message& hotspot() const override { return hotspot_; }
   std::int64_t now() const override { return clock_.uptimeSecs(); }
 
-  // The same, and notes that the client was active: it asked for something.
+  const ServerSettings& settings() const { return settings_; }
+  // Standing::find, and notes that the client was active: it asked for something.
   const Session* findActive(std::uint32_t address, const std::string& mac);
 
   // Hands out what the ledger has to be told. At most one entry of each kind for each session.
@@ -66,6 +68,7 @@ class View final : public Standing {
   std::unordered_map<std::uint32_t, Entry> sessions_;
   std::map<std::string, Profile> profiles_;
   ServerSettings settings_;
+  nv::message hotspot_;  // its fields
   SeenClients seen_;
   std::uint64_t round_ = 1;  // of takeSeen()
 };

@@ -3,6 +3,7 @@
 
 #include "host/message.h"
 
+#include <cstring>
 #include <utility>
 
 #include "platform/message_layout.h"
@@ -26,6 +27,14 @@ unsigned char* bytesOf(std::string& text) { return reinterpret_cast<unsigned cha
 
 void stampLength(std::string& wire) {
   wire::store32(bytesOf(wire), layout::headerWord(wire.size()));
+}
+
+// Makes the room first: running out of memory must not leave half a field behind.
+void makeRoom(std::string& wire, std::size_t more) {
+  const std::size_t needed = wire.size() + more;
+  if (needed > wire.capacity()) {
+    wire.reserve(needed < kUsualBytes ? kUsualBytes : needed);
+  }
 }
 
 // Makes `wire` the message without fields. Allocates nothing: it fits into the string object.
@@ -97,11 +106,7 @@ void message::put(std::uint32_t id, const void* value, std::size_t length) {
     wire_.replace(old.at, old.length, chars, length);
     wire::store32(bytesOf(wire_) + old.at - 4, lengthWord);
   } else {
-    // The room is made first: running out of memory must not leave half a field behind.
-    const std::size_t needed = wire_.size() + kFieldHeaderBytes + length;
-    if (needed > wire_.capacity()) {
-      wire_.reserve(needed < kUsualBytes ? kUsualBytes : needed);
-    }
+    makeRoom(wire_, kFieldHeaderBytes + length);
     unsigned char header[kFieldHeaderBytes];
     wire::store32(header, id);
     wire::store32(header + 4, lengthWord);
@@ -112,10 +117,28 @@ void message::put(std::uint32_t id, const void* value, std::size_t length) {
   stampLength(wire_);
 }
 
+// The same for the types whose values are all of one length: no other field moves, and the new
+// field is added in one piece.
+template <std::size_t kBytes>
+void message::putNumber(std::uint32_t id, const unsigned char (&value)[kBytes]) {
+  if (const Found old = find(id)) {
+    std::memcpy(bytesOf(wire_) + old.at, value, kBytes);
+    return;
+  }
+  unsigned char field[kFieldHeaderBytes + kBytes];
+  wire::store32(field, id);
+  wire::store32(field + 4, kBytes);
+  std::memcpy(field + kFieldHeaderBytes, value, kBytes);
+  makeRoom(wire_, sizeof field);
+  wire_.append(reinterpret_cast<const char*>(field), sizeof field);
+  mayHold_ |= layout::bitOf(id);
+  stampLength(wire_);
+}
+
 void message::insert_bool(std::uint32_t id, bool value) {
-  const unsigned char byte = value ? 1 : 0;
+  const unsigned char byte[] = {static_cast<unsigned char>(value ? 1 : 0)};
   if (typeOf(id) == kBool) {
-    put(id, &byte, 1);
+    putNumber(id, byte);
   }
 }
 
@@ -123,13 +146,15 @@ void message::insert_u32(std::uint32_t id, std::uint32_t value) {
   unsigned char bytes[4];
   wire::store32(bytes, value);
   if (typeOf(id) == kU32) {
-    put(id, bytes, sizeof bytes);
+    putNumber(id, bytes);
   }
 }
 
 void message::insert_be32(std::uint32_t id, std::uint32_t value) {
+  unsigned char bytes[4];
+  std::memcpy(bytes, &value, sizeof bytes);
   if (typeOf(id) == kU32) {
-    put(id, &value, sizeof value);
+    putNumber(id, bytes);
   }
 }
 
@@ -137,7 +162,7 @@ void message::insert_u64(std::uint32_t id, std::uint64_t value) {
   unsigned char bytes[8];
   wire::store64(bytes, value);
   if (typeOf(id) == kU64) {
-    put(id, bytes, sizeof bytes);
+    putNumber(id, bytes);
   }
 }
 
