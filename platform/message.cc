@@ -30,7 +30,7 @@ void stampLength(std::string& wire) {
 }
 
 // Makes the room first: running out of memory must not leave half a field behind.
-void makeRoom(std::string& wire, std::size_t more) {
+inline void makeRoom(std::string& wire, std::size_t more) {
   const std::size_t needed = wire.size() + more;
   if (needed > wire.capacity()) {
     wire.reserve(needed < kUsualBytes ? kUsualBytes : needed);
