@@ -49,6 +49,10 @@ Portal::Portal(View& view, CommitQueue& queue, Clerk& clerk, Authenticator& auth
       challenges_(kMaxChallengeClients),
       guesses_(guessesPerMinute, kMaxGuessingClients) {}
 
+void Portal::expect(const nv::message& request) const {
+  view_.expect(request.get_u32(portal::kClientAddress, 0));
+}
+
 void Portal::receive(const nv::message& request, const Responder& respond) {
   Client client;
   client.address = request.get_u32(portal::kClientAddress, 0);

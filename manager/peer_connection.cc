@@ -107,6 +107,12 @@ void PeerConnection::ready(std::uint32_t events) {
   watch();
 }
 
+void PeerConnection::handle(const nv::message& message, bool wellFormed) {
+  if (descriptor_ < 0) return;
+  answerTo(message, wellFormed);
+  watch();
+}
+
 void PeerConnection::read() {
   if (descriptor_ < 0) return;
   std::string& buffer = socket_.buffer_;
@@ -114,22 +120,28 @@ void PeerConnection::read() {
   if (length < 0 && isTemporary(errno)) return;
   // An empty packet cannot be told from the end of the connection.
   if (length <= 0) return close();
-  handle(buffer.data(), static_cast<std::size_t>(length));
-}
-
-void PeerConnection::handle(const char* data, std::size_t length) {
-  std::shared_ptr<Request> request;
-  nv::message& message = socket_.message_;
-  bool decoded = false;
+  const auto bytes = static_cast<std::size_t>(length);
+  PeerSocket::Packet& packet = socket_.packets_[socket_.packetCount_];
+  packet.from = this;
   try {
-    request = std::make_shared<Request>(shared_from_this());
-    decoded = length <= nv::kMaxMessageBytes && message.decode(data, length);
+    packet.wellFormed =
+        bytes <= nv::kMaxMessageBytes && packet.message.decode(buffer.data(), bytes);
   } catch (const std::exception& error) {
     // Nobody knows its number, without which its peer would not take an answer for one.
     return giveUp(error);
   }
+  ++socket_.packetCount_;
+}
+
+void PeerConnection::answerTo(const nv::message& message, bool wellFormed) {
+  std::shared_ptr<Request> request;
   try {
-    if (!decoded) return request->answer(protocolError("malformed message"));
+    request = std::make_shared<Request>(shared_from_this());
+  } catch (const std::exception& error) {
+    return giveUp(error);
+  }
+  try {
+    if (!wellFormed) return request->answer(protocolError("malformed message"));
     if (message.size_u32(portal::kRequestNumber) != 0) {
       request->setNumber(message.get_u32(portal::kRequestNumber, 0));
     }

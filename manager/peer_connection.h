@@ -35,8 +35,10 @@ class PeerConnection : public std::enable_shared_from_this<PeerConnection> {
 
   // Has the socket tell when there is something to read, or room to write, as far as it is wanted.
   void watch();
-  // What epoll(7) tells: reads one request, or goes on writing.
+  // What epoll(7) tells: reads one packet of the socket's round, or goes on writing.
   void ready(std::uint32_t events);
+  // Takes the message of a packet that was read, if it is one.
+  void handle(const nv::message& message, bool wellFormed);
   // Writes the answers that wait.
   void write();
   // Ends the connection; answers that come later are dropped.
@@ -47,7 +49,7 @@ class PeerConnection : public std::enable_shared_from_this<PeerConnection> {
 
   bool readsOn() const;
   void read();
-  void handle(const char* data, std::size_t length);
+  void answerTo(const nv::message& message, bool wellFormed);
   void answer(nv::message&& reply);
   void giveUp(const std::exception& error);
 

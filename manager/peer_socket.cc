@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <span>
 #include <stdexcept>
 #include <utility>
 
@@ -38,16 +39,19 @@ int newEpoll() {
 }  // namespace
 
 PeerSocket::PeerSocket(boost::asio::io_context& loop, const std::string& path,
-                       const std::optional<gid_t>& group, Handler handler, FailedReply failedReply)
+                       const std::optional<gid_t>& group, Handler handler, FailedReply failedReply,
+                       Expect expect)
     : loop_(loop),
       group_(group),
       handler_(std::move(handler)),
       failedReply_(std::move(failedReply)),
+      expect_(std::move(expect)),
       file_(std::make_unique<SocketFile>(path, group)),
       listener_(loop, dup(file_->descriptor())),
       rest_(loop),
       readiness_(loop, newEpoll()),
-      buffer_(nv::kMaxMessageBytes + 1, '\0') {
+      buffer_(nv::kMaxMessageBytes + 1, '\0'),
+      packets_(kMostReady) {
   answered_.reserve(kMostReady);
   accept();
   await();
@@ -127,6 +131,7 @@ void PeerSocket::serveReady() {
     for (int i = 0; i < count; ++i) {
       static_cast<PeerConnection*>(events[i].data.ptr)->ready(events[i].events);
     }
+    handlePackets();
     inRound_ = false;
     for (PeerConnection* const connection : answered_) {
       connection->write();
@@ -137,6 +142,16 @@ void PeerSocket::serveReady() {
     // A peer that waits for its answer has not sent the next request yet.
     if (count < 2) return;
   }
+}
+
+void PeerSocket::handlePackets() {
+  const std::span<const Packet> packets(packets_.data(), std::exchange(packetCount_, 0));
+  if (expect_) {
+    for (const Packet& packet : packets) {
+      if (packet.wellFormed) expect_(packet.message);
+    }
+  }
+  for (const Packet& packet : packets) packet.from->handle(packet.message, packet.wellFormed);
 }
 
 bool PeerSocket::watch(int descriptor, int change, std::uint32_t events,

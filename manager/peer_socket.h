@@ -35,6 +35,8 @@ class PeerSocket {
   using Handler = std::function<void(const nv::message&, Responder)>;
   // The reply to a request that failed so.
   using FailedReply = std::function<nv::message()>;
+  // Is told of each message of a round before the handler takes the first of them. Must not throw.
+  using Expect = std::function<void(const nv::message&)>;
 
   // Connections beyond this many are closed at once.
   static constexpr std::size_t kMaxConnections = 1024;
@@ -43,7 +45,8 @@ class PeerSocket {
 
   // Throws std::runtime_error with one line when the socket cannot be made.
   PeerSocket(boost::asio::io_context& loop, const std::string& path,
-             const std::optional<gid_t>& group, Handler handler, FailedReply failedReply);
+             const std::optional<gid_t>& group, Handler handler, FailedReply failedReply,
+             Expect expect = {});
   ~PeerSocket();
 
   // No new connections from now on, and the file goes; the connections go on.
@@ -55,12 +58,19 @@ class PeerSocket {
  private:
   friend class PeerConnection;
 
+  struct Packet {
+    PeerConnection* from = nullptr;
+    nv::message message;
+    bool wellFormed = false;
+  };
+
   void accept();
   void acceptOne();
   void restFromAccepting(const char* why);
   void welcome(const std::shared_ptr<PeerConnection>& connection);
   void await();
   void serveReady();
+  void handlePackets();
 
   // For the connections. False when the system has no room for it.
   bool watch(int descriptor, int change, std::uint32_t events, PeerConnection* connection);
@@ -72,6 +82,7 @@ class PeerSocket {
   const std::optional<gid_t> group_;
   const Handler handler_;
   const FailedReply failedReply_;
+  const Expect expect_;
   std::unique_ptr<SocketFile> file_;
   boost::asio::posix::stream_descriptor listener_;
   boost::asio::steady_timer rest_;
@@ -85,9 +96,11 @@ class PeerSocket {
   std::vector<PeerConnection*> answered_;
   std::set<std::shared_ptr<PeerConnection>> ended_;
   std::size_t underWay_ = 0;
-  // Where a packet is read and where it is decoded: shared, since it is handled at once.
-  std::string buffer_;
-  nv::message message_;
+  std::string buffer_;  // where a packet is read; shared, since it is decoded at once
+  // What was read in the present round, of each connection at most one; the messages keep their
+  // memory for the next.
+  std::vector<Packet> packets_;
+  std::size_t packetCount_ = 0;
 };
 
 }  // namespace manager

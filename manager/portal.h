@@ -36,6 +36,9 @@ class Portal {
   // this call or later.
   void receive(const nv::message& request, const Responder& respond);
 
+  // The message will be received soon. Changes nothing.
+  void expect(const nv::message& request) const;
+
   // The reply to a request that failed where nobody knew any more whose it was: its page needs the
   // hotspot's settings.
   nv::message failedReply() const;

@@ -52,7 +52,8 @@ Service::Service(const Config& config)
           [this](const nv::message& request, PeerSocket::Responder respond) {
             portal_.receive(request, respond);
           },
-          [this] { return portal_.failedReply(); }),
+          [this] { return portal_.failedReply(); },
+          [this](const nv::message& request) { portal_.expect(request); }),
       adminSocket_(
           loop_, config.adminSocket, groupId(config.adminGroup),
           [this](const nv::message& request, PeerSocket::Responder respond) {

@@ -11,9 +11,7 @@ namespace {
 
 constexpr std::size_t kCacheLineBytes = 64;
 
-// Nearly all of a session goes into a reply. Among very many sessions it is in no cache, and is
-// fetched at once rather than piece by piece.
-void fetchAhead(const void* what, std::size_t bytes) {
+void prefetch(const void* what, std::size_t bytes) {
   for (std::size_t at = 0; at < bytes; at += kCacheLineBytes) {
     __builtin_prefetch(static_cast<const char*>(what) + at);
   }
@@ -45,6 +43,15 @@ void View::apply(Changes changes) {
   }
 }
 
+void View::expect(std::uint32_t address) const {
+  const auto found = sessions_.find(address);
+  if (found == sessions_.end()) return;
+  // Nearly all of a session goes into a reply.
+  const Entry& entry = found->second;
+  prefetch(&entry, sizeof entry);
+  prefetch(entry.session.mac.data(), entry.session.mac.size());
+}
+
 const Session* View::find(std::uint32_t address, const std::string& mac) {
   const Entry* entry = findEntry(address, mac, now());
   return entry ? &entry->session : nullptr;
@@ -53,9 +60,7 @@ const Session* View::find(std::uint32_t address, const std::string& mac) {
 View::Entry* View::findEntry(std::uint32_t address, const std::string& mac, std::int64_t nowSecs) {
   const auto found = sessions_.find(address);
   if (found == sessions_.end()) return nullptr;
-  fetchAhead(&found->second, sizeof found->second);
   Session& session = found->second.session;
-  __builtin_prefetch(session.mac.data());
   const std::optional<Counters> counters = enforcer_.counters(address);
   if (counters && *counters != session.counters) {
     session.counters = *counters;

@@ -48,6 +48,10 @@ class View final : public Standing {
   // Standing::find, and notes that the client was active: it asked for something.
   const Session* findActive(std::uint32_t address, const std::string& mac);
 
+  // The client's session will be looked for soon. Among very many it is in no cache: the processor
+  // waits for several that are told of in a row together, where it would wait for each.
+  void expect(std::uint32_t address) const;
+
   // Hands out what the ledger has to be told. At most one entry of each kind for each session.
   SeenClients takeSeen();
 
