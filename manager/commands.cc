@@ -32,9 +32,8 @@ std::string refusal(const nv::message& request, std::uint32_t address) {
 // A login that presents something binds its session to the device, so it must not go by what was
 // true a second ago; a look at the login page may.
 bool mayBind(const nv::message& request, std::uint32_t command) {
-  return command == portal::kLogin &&
-         (!request.get_string(portal::kUserName, "").empty() ||
-          request.get_u32(portal::kCookieId, 0) != 0);
+  return command == portal::kLogin && (!request.get_string(portal::kUserName, "").empty() ||
+                                       request.get_u32(portal::kCookieId, 0) != 0);
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ nv::message beginReply(const Standing& standing, const std::string& mac) {
 nv::message hotspotFields(const ServerSettings& settings) {
   nv::message reply;
   reply.insert_u32(portal::kOptionBits, (settings.plainPasswd ? portal::kOptionPlainPasswd : 0) |
-                                             (settings.trial ? portal::kOptionTrial : 0));
+                                            (settings.trial ? portal::kOptionTrial : 0));
   reply.insert_bool(portal::kSslLogin, settings.sslLogin);
   reply.insert_string(portal::kHtmlDir, settings.htmlDir);
   addText(&reply, portal::kDnsName, settings.dnsName);

@@ -10,6 +10,7 @@
 
 #include <cstring>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "manager/portal_protocol.h"
@@ -23,22 +24,34 @@ namespace portal = manager::portal;
 
 class PeerSocketTest : public testing::Test {
  protected:
-  void SetUp() override {
+  void SetUp() override { client = open(); }
+  void TearDown() override { close(client); }
+
+  int open() const {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     const std::string path = dir.file("s");
     std::memcpy(address.sun_path, path.data(), path.size());
-    client = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    ASSERT_EQ(connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    const int descriptor = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    EXPECT_EQ(connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    return descriptor;
   }
-  void TearDown() override { close(client); }
 
-  bool send(std::uint32_t number) const {
+  static bool sendBytes(int descriptor, const std::string& wire) {
+    return ::send(descriptor, wire.data(), wire.size(), MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(wire.size());
+  }
+
+  static bool send(int descriptor, std::uint32_t number) {
     nv::message request = commandOf(portal::kGet);
     request.insert_u32(portal::kRequestNumber, number);
-    const std::string wire = request.encode();
-    return ::send(client, wire.data(), wire.size(), MSG_NOSIGNAL) ==
-           static_cast<ssize_t>(wire.size());
+    return sendBytes(descriptor, request.encode());
+  }
+
+  bool send(std::uint32_t number) const { return send(client, number); }
+
+  void note(const char* what, const nv::message& request) {
+    notes.push_back(what + std::to_string(request.get_u32(portal::kRequestNumber, 0)));
   }
 
   // Everything that is ready on the socket's side.
@@ -62,15 +75,21 @@ class PeerSocketTest : public testing::Test {
   bool fails = false;
   bool failsTwice = false;
   std::vector<manager::PeerSocket::Responder> unanswered;
-  manager::PeerSocket socket{loop, dir.file("s"), std::nullopt,
-                             [this](const nv::message&, manager::PeerSocket::Responder respond) {
-                               if (fails) throw std::bad_alloc();
-                               unanswered.push_back(std::move(respond));
-                             },
-                             [this] {
-                               if (failsTwice) throw std::bad_alloc();
-                               return manager::protocolError("it failed");
-                             }};
+  std::vector<std::string> notes;
+  manager::PeerSocket socket{
+      loop,
+      dir.file("s"),
+      std::nullopt,
+      [this](const nv::message& request, manager::PeerSocket::Responder respond) {
+        if (fails) throw std::bad_alloc();
+        note("handled ", request);
+        unanswered.push_back(std::move(respond));
+      },
+      [this] {
+        if (failsTwice) throw std::bad_alloc();
+        return manager::protocolError("it failed");
+      },
+      [this](const nv::message& request) { note("expected ", request); }};
   int client = -1;
 };
 
@@ -140,6 +159,21 @@ TEST_F(PeerSocketTest, TakesAnswersForAConnectionThatIsGone) {
   run();
   unanswered[0](nv::message());
   EXPECT_EQ(socket.underWay(), 0u);
+}
+
+TEST_F(PeerSocketTest, ExpectsTheRequestsOfARoundBeforeItTakesTheFirst) {
+  const int second = open();
+  const int third = open();
+  run();
+  ASSERT_TRUE(send(1));
+  ASSERT_TRUE(sendBytes(second, "no message"));
+  ASSERT_TRUE(send(third, 3));
+  run();
+  const std::vector<std::string> expected{"expected 1", "expected 3", "handled 1", "handled 3"};
+  EXPECT_EQ(notes, expected);
+  EXPECT_EQ(socket.underWay(), 2u) << "what is no message is answered at once";
+  close(second);
+  close(third);
 }
 
 }  // namespace

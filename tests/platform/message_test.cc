@@ -177,6 +177,34 @@ TEST(Message, IdsThatDifferInTheTypeAloneAreDifferentFields) {
   EXPECT_EQ(msg.ids().size(), 3U);
 }
 
+// The message notes a bit of each id: a second id that has the same one is another id all the same.
+TEST(Message, IdsThatShareABitAreDifferentFields) {
+  constexpr std::uint32_t kFirst = 0x08000001;
+  constexpr std::uint32_t kSecond = 0x08000041;
+  constexpr std::uint32_t kThird = 0x08000fc1;
+  ASSERT_EQ(nv::layout::bitOf(kFirst), nv::layout::bitOf(kSecond));
+  ASSERT_EQ(nv::layout::bitOf(kFirst), nv::layout::bitOf(kThird));
+  nv::message msg;
+  msg.insert_u32(kFirst, 1);
+  EXPECT_EQ(msg.size_u32(kSecond), 0U);
+  msg.insert_u32(kSecond, 2);
+  nv::message decoded;
+  ASSERT_TRUE(decoded.decode(msg.encode().data(), msg.encode().size()));
+  for (nv::message* const each : {&msg, &decoded}) {
+    EXPECT_EQ(each->ids(), (Ids{kFirst, kSecond}));
+    EXPECT_EQ(each->get_u32(kFirst, 0), 1U);
+    EXPECT_EQ(each->get_u32(kSecond, 0), 2U);
+    EXPECT_EQ(each->get_u32(kThird, 3), 3U);
+    each->erase(kFirst);
+    EXPECT_EQ(each->get_u32(kFirst, 4), 4U);
+    EXPECT_EQ(each->get_u32(kSecond, 0), 2U);
+  }
+  msg.insert_u32(kFirst, 5);
+  std::string twice = msg.encode();
+  twice.replace(twice.find(std::string("\x08\0\0\x41", 4)), 4, std::string("\x08\0\0\x01", 4));
+  EXPECT_FALSE(decoded.decode(twice.data(), twice.size())) << "the same id twice";
+}
+
 TEST(Message, ValueThatLooksLikeAFieldIsNotFound) {
   nv::message inner;
   inner.insert_u32(kNumber, 77);
