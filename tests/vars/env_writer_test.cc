@@ -15,6 +15,12 @@ namespace {
 
 using Env = std::map<std::string, std::string>;
 
+// What a map may hold beside them, in front, between and behind.
+const Env kOthers[] = {{},
+                       {{"", "kept"}, {"Z", "kept"}},
+                       {{"b", "kept"}, {"chap-id", "kept"}, {"link-redirect", "kept"}},
+                       {{"zz", "kept"}, {"uptime", "kept"}, {"vaq", "kept"}, {"a", "kept"}}};
+
 // Sets each of them, in no order.
 template <std::size_t... kPlaces>
 void setAll(EnvWriter* vars, std::index_sequence<kPlaces...>) {
@@ -40,11 +46,7 @@ TEST(EnvWriter, SetsAllInAnEmptyMapTimeAndAgain) {
 }
 
 TEST(EnvWriter, SetsWhatIsMissingAndReplacesWhatIsThere) {
-  const Env others[] = {{},
-                        {{"", "kept"}, {"Z", "kept"}},
-                        {{"b", "kept"}, {"chap-id", "kept"}, {"link-redirect", "kept"}},
-                        {{"zz", "kept"}, {"uptimf", "kept"}, {"vaq", "kept"}, {"a", "kept"}}};
-  for (const Env& other : others) {
+  for (const Env& other : kOthers) {
     for (std::size_t each = 1; each <= 54; ++each) {
       Env env = other;
       for (std::size_t i = 0; i < std::size(kReplyVars); i += each) {
@@ -62,11 +64,7 @@ constexpr ReplyVar kVars[] = {"advert-pending", "blocked", "location-id", "usern
 std::string nameOf(ReplyVar var) { return std::string(kReplyVars[var.place()]); }
 
 TEST(EnvWriter, SetsSomeOfThemWhateverIsThere) {
-  const Env others[] = {{},
-                        {{"", "kept"}, {"Z", "kept"}},
-                        {{"b", "kept"}, {"chap-id", "kept"}, {"link-redirect", "kept"}},
-                        {{"zz", "kept"}, {"uptime", "kept"}, {"vaq", "kept"}, {"a", "kept"}}};
-  for (const Env& other : others) {
+  for (const Env& other : kOthers) {
     for (unsigned there = 0; there < 32; ++there) {
       for (unsigned set = 0; set < 32; ++set) {
         Env env = other;
