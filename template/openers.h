@@ -18,7 +18,7 @@ class Places {
 
   // The first place at or behind `at`, or one behind `at` up to which there is none (the end,
   // unless it is far). `at` never goes back.
-  const char* next(const char* at) {
+  const char* next(const char* at) noexcept {
     if (next_ < at || searched_ == at) search(at);
     return next_;
   }
@@ -27,7 +27,7 @@ class Places {
   // Text is searched this far ahead: it is still in the nearest cache when it is copied.
   static constexpr std::ptrdiff_t kAhead = 4096;
 
-  void search(const char* at) {
+  void search(const char* at) noexcept {
     searched_ = end_ - at > kAhead ? at + kAhead : end_;
     const void* const found = std::memchr(at, sought_, static_cast<std::size_t>(searched_ - at));
     next_ = found == nullptr ? searched_ : static_cast<const char*>(found);
@@ -48,7 +48,7 @@ class Openers {
       : end_(end), near_(start), dollars_('$', start, end), percents_('%', start, end) {}
 
   // The first '$' or '%' at or behind `at`, or the end. `at` never goes back.
-  const char* next(const char* at) {
+  const char* next(const char* at) noexcept {
     if (at < near_) {
       const Hits hits = hits_.from(Hits::kBytes - (near_ - at));
       if (hits.any()) return at + hits.first();
@@ -60,7 +60,7 @@ class Openers {
  private:
   using Hits = scan::Hits<4>;
 
-  const char* search(const char* at) {
+  const char* search(const char* at) noexcept {
     if (end_ - at >= Hits::kBytes) {
       hits_ = Hits::of<scan::Opener>(at);
       near_ = at + Hits::kBytes;

@@ -23,13 +23,13 @@ class Block {
  public:
   static constexpr std::ptrdiff_t kBytes = sizeof(Bytes);
 
-  static Block load(const char* at) {
+  static Block load(const char* at) noexcept {
     Bytes bytes;
     std::memcpy(&bytes, at, sizeof bytes);
     return bytes;
   }
   // Four to fifteen bytes, in any order and some of them more than once.
-  static Block loadShort(const char* at, std::size_t size) {
+  static Block loadShort(const char* at, std::size_t size) noexcept {
     std::uint64_t words[2];
     if (size >= sizeof words[0]) {
       std::memcpy(&words[0], at, sizeof words[0]);
@@ -43,23 +43,25 @@ class Block {
     return reinterpret_cast<Bytes>(Halves{words[0], words[1]});
   }
   // Every byte with these bits added.
-  Block with(signed char bits) const { return bytes_ | all(bits); }
-  Block equal(signed char c) const { return bytes_ == all(c); }
-  Block operator|(Block mask) const { return bytes_ | mask.bytes_; }
+  Block with(signed char bits) const noexcept { return bytes_ | all(bits); }
+  Block equal(signed char c) const noexcept { return bytes_ == all(c); }
+  Block operator|(Block mask) const noexcept { return bytes_ | mask.bytes_; }
 
   // Of a mask: whether a byte is set, and the index of the first one that is.
-  bool any() const { return bits() != 0; }
-  int first() const { return std::countr_zero(bits()); }
+  bool any() const noexcept { return bits() != 0; }
+  int first() const noexcept { return std::countr_zero(bits()); }
   // A bit for each byte that is set, from the lowest one on.
-  unsigned bits() const {
+  unsigned bits() const noexcept {
     return static_cast<unsigned>(__builtin_ia32_pmovmskb128(reinterpret_cast<Lanes>(bytes_)));
   }
 
  private:
   using Lanes = char __attribute__((vector_size(16)));  // as the instruction above has them
 
-  Block(Bytes bytes) : bytes_(bytes) {}
-  static Bytes all(signed char c) { return Bytes{c, c, c, c, c, c, c, c, c, c, c, c, c, c, c, c}; }
+  Block(Bytes bytes) noexcept : bytes_(bytes) {}
+  static Bytes all(signed char c) noexcept {
+    return Bytes{c, c, c, c, c, c, c, c, c, c, c, c, c, c, c, c};
+  }
 
   Bytes bytes_;
 };
@@ -73,7 +75,7 @@ class Hits {
 
   Hits() = default;  // none
   template <typename Sought>
-  static Hits of(const char* at) {
+  static Hits of(const char* at) noexcept {
     std::uint64_t bits = 0;
     for (int i = 0; i < kBlocks; ++i) {
       const Block hits = Sought::in(Block::load(at + i * Block::kBytes));
@@ -81,14 +83,14 @@ class Hits {
     }
     return Hits(bits);
   }
-  bool any() const { return bits_ != 0; }
-  int first() const { return std::countr_zero(bits_); }
-  Hits withoutFirst() const { return Hits(bits_ & (bits_ - 1)); }
+  bool any() const noexcept { return bits_ != 0; }
+  int first() const noexcept { return std::countr_zero(bits_); }
+  Hits withoutFirst() const noexcept { return Hits(bits_ & (bits_ - 1)); }
   // Those from this byte of the stretch on, which counts as the first then.
-  Hits from(std::ptrdiff_t at) const { return Hits(bits_ >> at); }
+  Hits from(std::ptrdiff_t at) const noexcept { return Hits(bits_ >> at); }
 
  private:
-  explicit Hits(std::uint64_t bits) : bits_(bits) {}
+  explicit Hits(std::uint64_t bits) noexcept : bits_(bits) {}
 
   std::uint64_t bits_ = 0;
 };
@@ -102,41 +104,45 @@ class Block {
  public:
   static constexpr std::ptrdiff_t kBytes = sizeof(Word);
 
-  static Block load(const char* at) {
+  static Block load(const char* at) noexcept {
     Word word;
     std::memcpy(&word, at, sizeof word);
     return word;
   }
-  static Block none() { return Word{0}; }
+  static Block none() noexcept { return Word{0}; }
   // Four bytes, or up to seven, in any order and some of them more than once.
-  static Block loadShort(const char* at, std::size_t size) {
+  static Block loadShort(const char* at, std::size_t size) noexcept {
     std::uint32_t halves[2];
     std::memcpy(&halves[0], at, sizeof halves[0]);
     std::memcpy(&halves[1], at + size - sizeof halves[1], sizeof halves[1]);
     if constexpr (sizeof(Word) == sizeof halves[0]) return halves[0];
     return static_cast<Word>(std::uint64_t{halves[0]} << 32 | halves[1]);
   }
-  Block with(signed char bits) const { return bytes_ | all(bits); }
-  Block equal(signed char c) const {
+  Block with(signed char bits) const noexcept { return bytes_ | all(bits); }
+  Block equal(signed char c) const noexcept {
     const Word differing = bytes_ ^ all(c);
     // No carry leaves its byte: exact for every byte, whichever end the first one is at.
     return ~(((differing & all(0x7F)) + all(0x7F)) | differing | all(0x7F));
   }
-  Block operator|(Block mask) const { return bytes_ | mask.bytes_; }
+  Block operator|(Block mask) const noexcept { return bytes_ | mask.bytes_; }
 
-  bool any() const { return bytes_ != 0; }
-  int first() const { return (kLittle ? std::countr_zero(bytes_) : std::countl_zero(bytes_)) / 8; }
-  Block withoutFirst() const {
+  bool any() const noexcept { return bytes_ != 0; }
+  int first() const noexcept {
+    return (kLittle ? std::countr_zero(bytes_) : std::countl_zero(bytes_)) / 8;
+  }
+  Block withoutFirst() const noexcept {
     return kLittle ? bytes_ & (bytes_ - 1) : bytes_ & ~(kHighest >> std::countl_zero(bytes_));
   }
-  Block from(std::ptrdiff_t at) const { return kLittle ? bytes_ >> 8 * at : bytes_ << 8 * at; }
+  Block from(std::ptrdiff_t at) const noexcept {
+    return kLittle ? bytes_ >> 8 * at : bytes_ << 8 * at;
+  }
 
  private:
   static constexpr bool kLittle = std::endian::native == std::endian::little;
   static constexpr Word kHighest = ~(~Word{0} >> 1);
 
-  Block(Word bytes) : bytes_(bytes) {}
-  static constexpr Word all(signed char c) {
+  Block(Word bytes) noexcept : bytes_(bytes) {}
+  static constexpr Word all(signed char c) noexcept {
     return ~Word{0} / 0xFF * static_cast<unsigned char>(c);
   }
 
@@ -150,18 +156,18 @@ class Hits {
  public:
   static constexpr std::ptrdiff_t kBytes = Block::kBytes;
 
-  Hits() : mask_(Block::none()) {}
+  Hits() noexcept : mask_(Block::none()) {}
   template <typename Sought>
-  static Hits of(const char* at) {
+  static Hits of(const char* at) noexcept {
     return Hits(Sought::in(Block::load(at)));
   }
-  bool any() const { return mask_.any(); }
-  int first() const { return mask_.first(); }
-  Hits withoutFirst() const { return Hits(mask_.withoutFirst()); }
-  Hits from(std::ptrdiff_t at) const { return Hits(mask_.from(at)); }
+  bool any() const noexcept { return mask_.any(); }
+  int first() const noexcept { return mask_.first(); }
+  Hits withoutFirst() const noexcept { return Hits(mask_.withoutFirst()); }
+  Hits from(std::ptrdiff_t at) const noexcept { return Hits(mask_.from(at)); }
 
  private:
-  explicit Hits(Block mask) : mask_(mask) {}
+  explicit Hits(Block mask) noexcept : mask_(mask) {}
 
   Block mask_;
 };
@@ -170,8 +176,8 @@ class Hits {
 
 // What opens a directive: '$' and '%', which differ in their lowest bit alone.
 struct Opener {
-  static Block in(Block block) { return block.with('\x01').equal('%'); }
-  static bool is(char c) { return (c | 1) == '%'; }
+  static Block in(Block block) noexcept { return block.with('\x01').equal('%'); }
+  static bool is(char c) noexcept { return (c | 1) == '%'; }
 };
 
 inline bool isCloser(char c) { return c == ')' || c == '%'; }
@@ -179,16 +185,16 @@ inline bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
 // What ends a word of a directive.
 struct Delimiter {
-  static Block in(Block block) {
+  static Block in(Block block) noexcept {
     return (block.equal(')') | block.equal('%')) | (block.equal(' ') | block.equal('\t'));
   }
-  static bool is(char c) { return isCloser(c) || isBlank(c); }
+  static bool is(char c) noexcept { return isCloser(c) || isBlank(c); }
 };
 
 // What markup gives a meaning: '<' and '>', which differ in one bit, and '&'.
 struct Markup {
-  static Block in(Block block) { return block.with('\x02').equal('>') | block.equal('&'); }
-  static bool is(char c) { return (c | 2) == '>' || c == '&'; }
+  static Block in(Block block) noexcept { return block.with('\x02').equal('>') | block.equal('&'); }
+  static bool is(char c) noexcept { return (c | 2) == '>' || c == '&'; }
 };
 
 // The first one of these at or behind `at`, or `end`.
